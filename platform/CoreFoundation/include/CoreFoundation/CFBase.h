@@ -1,0 +1,73 @@
+/// Types and calls that every CoreFoundation object shares.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+using Boolean = unsigned char;
+using UInt8 = unsigned char;
+using SInt8 = signed char;
+using UInt16 = unsigned short;
+using SInt16 = signed short;
+using UInt32 = unsigned int;
+using SInt32 = signed int;
+using UInt64 = std::uint64_t;
+using SInt64 = std::int64_t;
+using Float32 = float;
+using Float64 = double;
+using UniChar = UInt16;
+
+using CFTypeID = unsigned long;
+using CFOptionFlags = unsigned long;
+using CFHashCode = unsigned long;
+using CFIndex = signed long;
+
+using CFTypeRef = const void*;
+using CFPropertyListRef = CFTypeRef;
+using CFStringRef = const struct __CFString*;
+using CFAllocatorRef = const struct __CFAllocator*;
+using CFNullRef = const struct __CFNull*;
+
+/// A range of indexes; in strings they count UTF-16 units.
+struct CFRange {
+  CFIndex location;
+  CFIndex length;
+};
+
+inline CFRange CFRangeMake(CFIndex location, CFIndex length) { return {location, length}; }
+
+enum CFComparisonResult : CFIndex {
+  kCFCompareLessThan = -1,
+  kCFCompareEqualTo = 0,
+  kCFCompareGreaterThan = 1,
+};
+
+enum : CFIndex { kCFNotFound = -1 };
+
+extern "C" {
+
+/// NULL, which every Create call takes for the system's allocator.
+extern const CFAllocatorRef kCFAllocatorDefault;
+extern const CFAllocatorRef kCFAllocatorSystemDefault;
+/// Allocates and frees nothing; as a deallocator: the caller keeps the memory.
+extern const CFAllocatorRef kCFAllocatorNull;
+
+extern const CFNullRef kCFNull;
+CFTypeID CFNullGetTypeID(void);
+CFTypeID CFAllocatorGetTypeID(void);
+
+/// Takes one reference more. Constants are immortal: for them, retain and release do nothing.
+CFTypeRef CFRetain(CFTypeRef cf);
+/// Gives one reference back; the last one finalizes the object. NULL ends the process.
+void CFRelease(CFTypeRef cf);
+CFIndex CFGetRetainCount(CFTypeRef cf);
+CFTypeID CFGetTypeID(CFTypeRef cf);
+Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
+/// Equal objects hash alike.
+CFHashCode CFHash(CFTypeRef cf);
+/// A text for people who debug; NULL for NULL.
+CFStringRef CFCopyDescription(CFTypeRef cf);
+/// The name of a type, such as "CFString".
+CFStringRef CFCopyTypeIDDescription(CFTypeID type_id);
+
+}  // extern "C"

@@ -1,0 +1,21 @@
+/// Immutable bytes.
+#pragma once
+
+#include <CoreFoundation/CFBase.h>
+
+using CFDataRef = const struct __CFData*;
+
+extern "C" {
+
+CFTypeID CFDataGetTypeID(void);
+/// A copy of `length` bytes.
+CFDataRef CFDataCreate(CFAllocatorRef alloc, const UInt8* bytes, CFIndex length);
+/// Refers to `bytes`, which must outlive the object. Only kCFAllocatorNull is taken for
+/// `bytes_deallocator`: the caller keeps the memory; any other one answers NULL.
+CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef alloc, const UInt8* bytes, CFIndex length,
+                                      CFAllocatorRef bytes_deallocator);
+CFIndex CFDataGetLength(CFDataRef data);
+/// Borrowed: valid as long as the object.
+const UInt8* CFDataGetBytePtr(CFDataRef data);
+
+}  // extern "C"

@@ -1,0 +1,46 @@
+/// Immutable Unicode strings. Lengths and ranges count UTF-16 units.
+#pragma once
+
+#include <CoreFoundation/CFBase.h>
+
+using CFStringEncoding = UInt32;
+
+enum : CFStringEncoding {
+  kCFStringEncodingASCII = 0x0600,
+  kCFStringEncodingUTF8 = 0x08000100,
+};
+
+using CFStringCompareFlags = CFOptionFlags;
+
+extern "C" {
+
+CFTypeID CFStringGetTypeID(void);
+
+/// A copy of a NUL-terminated text; NULL when it isn't valid in `encoding` (ASCII or UTF-8).
+CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* c_str,
+                                      CFStringEncoding encoding);
+/// A copy of `num_bytes` bytes; NULL when they aren't valid in `encoding` (ASCII or UTF-8). With
+/// `is_external_representation` a leading byte order mark is dropped.
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex num_bytes,
+                                    CFStringEncoding encoding, Boolean is_external_representation);
+
+CFIndex CFStringGetLength(CFStringRef string);
+/// Writes the text and a NUL. False, with `buffer[0]` 0, when it doesn't fit into `buffer_size`
+/// bytes or can't be written in `encoding`.
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size,
+                           CFStringEncoding encoding);
+/// The most bytes that `length` UTF-16 units can take; kCFNotFound past CFIndex's range.
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
+/// Where `string_to_find` first stands in `string`, literally; (kCFNotFound, 0) if nowhere.
+CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
+/// Literal order, by UTF-16 unit.
+CFComparisonResult CFStringCompare(CFStringRef string1, CFStringRef string2,
+                                   CFStringCompareFlags options);
+
+/// What CFSTR calls: one immortal string per text. `c_str` must be ASCII and stay for ever.
+CFStringRef __CFStringMakeConstantString(const char* c_str);
+
+}  // extern "C"
+
+/// The constant string of an ASCII literal; never released.
+#define CFSTR(c_str) __CFStringMakeConstantString("" c_str "")

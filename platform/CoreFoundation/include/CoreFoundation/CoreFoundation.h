@@ -1,0 +1,15 @@
+/// The part of the CoreFoundation C API that this project calls, with the names, types and
+/// ownership rules of the system's own headers: what a function with Create or Copy in its name
+/// answers belongs to the caller, who gives it back with CFRelease; all else is borrowed.
+#pragma once
+
+#include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFData.h>
+#include <CoreFoundation/CFDate.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <CoreFoundation/CFError.h>
+#include <CoreFoundation/CFNumber.h>
+#include <CoreFoundation/CFPropertyList.h>
+#include <CoreFoundation/CFSet.h>
+#include <CoreFoundation/CFString.h>

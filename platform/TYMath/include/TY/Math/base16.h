@@ -1,0 +1,19 @@
+/// Bytes as hexadecimal text.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace TY::Math {
+
+/// Two upper-case digits per byte, in order.
+std::string base16_encode(std::span<const std::uint8_t> bytes);
+
+/// The bytes that pairs of hexadecimal digits, in either case, stand for.
+/// @throws std::invalid_argument  an odd length, or a character that is no digit.
+std::vector<std::uint8_t> base16_decode(std::string_view text);
+
+}  // namespace TY::Math
