@@ -38,8 +38,8 @@ extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 CFTypeID CFDictionaryGetTypeID(void);
 /// Of equal keys the first stands.
-CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys,
-                                   const void** values, CFIndex num_values,
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
+                                   CFIndex num_values,
                                    const CFDictionaryKeyCallBacks* key_call_backs,
                                    const CFDictionaryValueCallBacks* value_call_backs);
 /// `capacity` is a hint; the dictionary grows past it.

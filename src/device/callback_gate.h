@@ -1,0 +1,39 @@
+#pragma once
+
+#include <shared_mutex>
+
+namespace korvrestore {
+
+/// Keeps MobileDevice's callbacks away from a context that is gone. MobileDevice goes on calling
+/// after a restore has timed out, and after a command has failed with its registration in place;
+/// the session ends then, and the process only a little later.
+///
+/// A context is open from construction to `close`, which waits for the calls that are inside.
+class callback_gate {
+ public:
+  explicit callback_gate(const void* context);
+  callback_gate(const callback_gate&) = delete;
+  callback_gate& operator=(const callback_gate&) = delete;
+  ~callback_gate() { close(); }
+
+  /// Not to be called from inside the context's callbacks. A second call does nothing.
+  void close();
+
+ private:
+  const void* context_;
+};
+
+/// One callback's stay inside its context: while it lasts, the context can't close.
+class callback_entry {
+ public:
+  explicit callback_entry(const void* context);
+
+  /// Whether the context is open; if not, it must not be touched.
+  bool is_open() const { return is_open_; }
+
+ private:
+  std::shared_lock<std::shared_mutex> inside_;
+  bool is_open_;
+};
+
+}  // namespace korvrestore

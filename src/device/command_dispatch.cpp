@@ -1,0 +1,118 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "device/RestorableDeviceHandler.h"
+#include "device/device_info.h"
+#include "device/mobile_device_format.h"
+#include "driver/error.h"
+#include "output/cf_strings.h"
+
+namespace korvrestore {
+namespace {
+
+constexpr const char* speaker = "waitForCompletion";
+
+/// The text of `owned`, which is released.
+std::optional<std::string> take_string(CFStringRef owned) {
+  return make_string(cf_string(owned).get());
+}
+
+}  // namespace
+
+void device_notifier_state::waitForCompletion() {
+  outputter->print_debug(fmt::format("{}: AMRestorableDeviceRegisterForNotifications()", speaker));
+  CFErrorRef failure = nullptr;
+  const AMRestorableDeviceClientID registration =
+      AMRestorableDeviceRegisterForNotifications(deviceNotificationCallback, this, &failure);
+  if (failure != nullptr) {
+    cf_error error(failure);
+    outputter->print_formatted_error(error.get());
+    throw error;
+  }
+
+  if (operation == command_kind::list_devices) {
+    listDevices();
+  } else {
+    if (!ecid)
+      throw CreateDomainError(Error::BadCommand,
+                              fmt::format("{} command requires device ecid", commandName));
+    const std::shared_ptr<_AMRestorableDevice> device = waitForDevice(*ecid);
+    if (!device)
+      throw CreateDomainError(
+          Error::BadEcid,
+          fmt::format("Failed to find device with ecid {} after {} seconds",
+                      std::string_view(*ecid),
+                      std::chrono::duration_cast<std::chrono::seconds>(detectTimeout).count()));
+    switch (operation) {
+      case command_kind::exit_recovery:
+      case command_kind::no_exit_recovery:
+        operateRecovery(device.get());
+        break;
+      case command_kind::restore:
+      case command_kind::enter_restore_mode:
+        operateRestore(device.get());
+        break;
+      case command_kind::device_info:
+        printDeviceInfo(device.get());
+        break;
+      default:
+        throw CreateDomainError(Error::InvalidArgument, "Internal error, missing operation");
+    }
+  }
+
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    inTeardown = true;
+  }
+  outputter->print_debug(
+      fmt::format("{}: AMRestorableDeviceUnregisterForNotifications()", speaker));
+  AMRestorableDeviceUnregisterForNotifications(registration);
+}
+
+void device_notifier_state::listDevices() {
+  std::this_thread::sleep_for(detectTimeout);
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::vector<TY::ecid> ecids;
+  ecids.reserve(devices.size());
+  for (const auto& [ecid, device] : devices) ecids.push_back(ecid);
+  std::sort(ecids.begin(), ecids.end());
+  const cf_object list(make_cftype(std::span<const TY::ecid>(ecids)));
+  outputter->print_value(CFSTR("DeviceList"), list.get());
+}
+
+void device_notifier_state::printDeviceInfo(AMRestorableDeviceRef device) {
+  device_info info{.ecid = *ecid,
+                   .productID = AMRestorableDeviceGetProductID(device),
+                   .boardID = AMRestorableDeviceGetBoardID(device),
+                   .chipID = AMRestorableDeviceGetChipID(device),
+                   .productType = AMRestorableDeviceGetProductType(device),
+                   .fusingInfo = AMRestorableDeviceGetFusingInfo(device),
+                   .locationID = AMRestorableDeviceGetLocationID(device),
+                   .serialNumber = std::nullopt,
+                   .productString = std::nullopt,
+                   .description = std::nullopt};
+  if (const std::optional<std::string> serial =
+          take_string(AMRestorableDeviceCopySerialNumber(device)))
+    info.serialNumber.emplace(*serial);
+  info.productString = take_string(AMRestorableDeviceCopyProductString(device));
+  const cf_object dictionary(make_cftype(info));
+  outputter->print_value(CFSTR("DeviceInfo"), dictionary.get());
+}
+
+void device_notifier_state::operateRecovery(AMRestorableDeviceRef device) {
+  const AMRestorableDeviceState state = AMRestorableDeviceGetState(device);
+  if (state != kAMRestorableDeviceStateRecovery)
+    throw CreateDomainError(Error::DeviceBadState,
+                            fmt::format("Device in state {} not valid for {}", state, commandName));
+  const std::unique_ptr<_AMRecoveryModeDevice, CFTypeDeleter> recoveryDevice(
+      AMRestorableDeviceCopyRecoveryModeDevice(device));
+  if (!recoveryDevice)
+    throw CreateDomainError(Error::DeviceBadState,
+                            "Recovery device not available for this Restorable device");
+  operateOnRecoveryDevice(recoveryDevice.get());
+}
+
+}  // namespace korvrestore

@@ -1,0 +1,100 @@
+#include <fmt/format.h>
+
+#include "device/RestorableDeviceHandler.h"
+#include "device/mobile_device_format.h"
+#include "support/abort.h"
+
+namespace korvrestore {
+namespace {
+
+constexpr const char* speaker = "deviceNotificationCallback";
+
+}  // namespace
+
+void device_notifier_state::deviceNotificationCallback(AMRestorableDeviceRef device,
+                                                       AMRestorableDeviceNotificationType type,
+                                                       void* context) noexcept {
+  if (context == nullptr)
+    assertion_failed({restorable_device_handler_file, 180, speaker, "context"});
+  const callback_entry entry(context);
+  if (!entry.is_open()) return;
+  try {
+    static_cast<device_notifier_state*>(context)->deviceReported(device, type);
+  } catch (...) {
+    // Memory is short, so the report is lost; MobileDevice's frames can't be unwound.
+  }
+}
+
+void device_notifier_state::deviceReported(AMRestorableDeviceRef device,
+                                           AMRestorableDeviceNotificationType type) {
+  if (device == nullptr) {
+    outputter->print_debug(fmt::format("{}: called with null device", speaker));
+    return;
+  }
+  std::unique_lock<std::mutex> lock(mutex);
+  if (inTeardown) {
+    outputter->print_debug(fmt::format("{}: Ignoring notification, inTeardown", speaker));
+    return;
+  }
+  if (AMRestorableDeviceGetState(device) == kAMRestorableDeviceStateBootedOS) {
+    outputter->print_debug(fmt::format("{}: Ignoring booted device", speaker));
+    return;
+  }
+  const TY::ecid reported(AMRestorableDeviceGetECID(device));
+  if (reported.number() == 0) {
+    outputter->print_debug(
+        fmt::format("{}: Ignoring AMRestorableDevice with invalid ECID ({} type {})", speaker,
+                    fmt::ptr(device), type));
+    return;
+  }
+
+  switch (type) {
+    case kAMRestorableDeviceConnected:
+      deviceConnected(reported, device);
+      break;
+    case kAMRestorableDeviceDisconnected:
+      deviceDisconnected(reported);
+      break;
+    default:
+      outputter->print_debug(fmt::format("{}: called with invalid notification type {}", speaker,
+                                         static_cast<std::int32_t>(type)));
+  }
+  lock.unlock();
+  deviceArrived.notify_all();
+}
+
+void device_notifier_state::deviceConnected(const TY::ecid& ecid, AMRestorableDeviceRef device) {
+  if (devices.contains(ecid))
+    outputter->print_debug(
+        fmt::format("{}: Connected AMRestorableDevice, but '{}' already present", speaker, ecid));
+  outputter->print_debug(fmt::format("{}: Adding '{}' ({})", speaker, ecid, fmt::ptr(device)));
+  CFRetain(device);
+  // The handle gives the reference back also when there is no memory for it.
+  devices.insert_or_assign(ecid, std::shared_ptr<_AMRestorableDevice>(device, CFTypeDeleter()));
+}
+
+void device_notifier_state::deviceDisconnected(const TY::ecid& ecid) {
+  // The wrong way round, as readers of these lines have always known it.
+  if (devices.contains(ecid))
+    outputter->print_debug(
+        fmt::format("{}: Disconnected AMRestorableDevice, but '{}' not present", speaker, ecid));
+  outputter->print_debug(fmt::format("{}: Removing '{}'", speaker, ecid));
+  devices.erase(ecid);
+}
+
+std::shared_ptr<_AMRestorableDevice> device_notifier_state::waitForDevice(const TY::ecid& ecid) {
+  outputter->print_debug(
+      fmt::format("{}: Looking for device '{}'", "waitForDevice", std::string_view(ecid)));
+  std::unique_lock<std::mutex> lock(mutex);
+  const auto is_present = [&] { return devices.contains(ecid); };
+  if (!is_present()) {
+    outputter->print_debug(
+        fmt::format("{}: Waiting for device '{}'", "waitForDevice", std::string_view(ecid)));
+    const std::chrono::steady_clock::time_point deadline =
+        std::chrono::steady_clock::now() + detectTimeout;
+    if (!deviceArrived.wait_until(lock, deadline, is_present)) return nullptr;
+  }
+  return devices.at(ecid);
+}
+
+}  // namespace korvrestore

@@ -1,0 +1,48 @@
+#include <fmt/format.h>
+
+#include "device/RestorableDeviceHandler.h"
+#include "device/mobile_device_format.h"
+#include "driver/error.h"
+#include "support/abort.h"
+
+namespace korvrestore {
+namespace {
+
+constexpr const char* speaker = "operateOnRecoveryDevice";
+
+void set_auto_boot(output_str_state& output, AMRecoveryModeDeviceRef device, bool on) {
+  output.print_debug(fmt::format("{}: AMRecoveryModeDeviceSetAutoBoot({})", speaker, on));
+  const AMRError result = AMRecoveryModeDeviceSetAutoBoot(device, on);
+  if (result != kAMRSuccess)
+    throw CreateDomainError(Error::RecoveryCommandFailed,
+                            fmt::format("SetAutoBoot command failed ({})", result));
+}
+
+void reboot(output_str_state& output, AMRecoveryModeDeviceRef device) {
+  output.print_debug(fmt::format("{}: AMRecoveryModeDeviceReboot()", speaker));
+  const AMRError result = AMRecoveryModeDeviceReboot(device);
+  if (result != kAMRSuccess)
+    throw CreateDomainError(Error::RecoveryCommandFailed,
+                            fmt::format("Reboot command failed ({})", result));
+}
+
+}  // namespace
+
+void device_notifier_state::operateOnRecoveryDevice(AMRecoveryModeDeviceRef recoveryDevice) {
+  if (recoveryDevice == nullptr)
+    assertion_failed({restorable_device_handler_file, 270, speaker, "recoveryDevice != nullptr"});
+  switch (operation) {
+    case command_kind::no_exit_recovery:
+      set_auto_boot(*outputter, recoveryDevice, /*on=*/false);
+      break;
+    case command_kind::exit_recovery:
+      set_auto_boot(*outputter, recoveryDevice, /*on=*/true);
+      reboot(*outputter, recoveryDevice);
+      break;
+    default:
+      return;
+  }
+  outputter->print_value(CFSTR("CommandSuccess"), kCFBooleanTrue);
+}
+
+}  // namespace korvrestore

@@ -1,0 +1,93 @@
+#include "driver/command_line.h"
+
+#include <boost/program_options/errors.hpp>
+#include <boost/program_options/parsers.hpp>
+#include <boost/program_options/value_semantic.hpp>
+#include <boost/program_options/variables_map.hpp>
+#include <stdexcept>
+#include <string>
+
+#include "driver/error.h"
+#include "driver/program_options_error.h"
+#include "support/file.h"
+
+namespace korvrestore {
+namespace {
+
+namespace po = boost::program_options;
+
+/// A value that engages `field` when its option is given.
+template <typename Value>
+po::typed_value<Value>* stored_in(std::optional<Value>& field) {
+  return po::value<Value>()->notifier([&field](const Value& value) { field = value; });
+}
+
+po::options_description describe(start_options& options) {
+  po::options_description description("Program options");
+  description.add_options()("debug", po::bool_switch(&options.debug), "Enable debugging output")(
+      "debug-dump", po::bool_switch(&options.debug_dump),
+      "Dump mobiledevice implementations (debugging)")("help", po::bool_switch(&options.help),
+                                                       "Print this description")(
+      "no-cleanup", po::bool_switch(&options.no_cleanup), "Disable auto temp file cleanup on exit")(
+      "amr-logfile", stored_in(options.amr_logfile), "Specify logfile for AMRestore")(
+      "ecid", stored_in(options.ecid_text), "Device to perform operation on")(
+      "detect-timeout", stored_in(options.detect_timeout),
+      "How many seconds to wait for the selected device to be detected")(
+      "list-devices", po::bool_switch(&options.list_devices), "List all detected Apple devices")(
+      "device-info", po::bool_switch(&options.show_device_info),
+      "Output properties of specified Apple device")(
+      "exit-recovery", po::bool_switch(&options.exit_recovery),
+      "Attempt to reboot a recovery device into booted mode")(
+      "no-exit-recovery", po::bool_switch(&options.no_exit_recovery),
+      "Set a device to stay in recovery mode when it reboots")(
+      "restore", stored_in(options.restore_ipsw),
+      "Start a device restore with specified IPSW bundle")(
+      "restore-timeout", stored_in(options.restore_timeout),
+      "How many seconds to wait for a restore to complete before aborting")(
+      "erase", po::bool_switch(&options.erase),
+      "Use with --restore to force the device to be erased during the restore")(
+      "restore-plist", stored_in(options.restore_plist),
+      "Start a device restore with options read from a plist file")(
+      "enter-restore-mode", po::bool_switch(&options.enter_restore_mode),
+      "Attempt to put a recovery mode device into restore mode")(
+      "output-pipe", stored_in(options.output_pipe), "Send formatted output to a specific pipe");
+  return description;
+}
+
+cf_error parse(int argc, const char** argv, const po::options_description& description) {
+  try {
+    po::variables_map values;
+    po::store(po::parse_command_line(argc, argv, description), values);
+    po::notify(values);
+    return nullptr;
+  } catch (const std::length_error& error) {
+    return CreateDomainError(Error::BadCommand, error.what());
+  } catch (const std::exception& error) {
+    return error_from_exception(error);
+  }
+}
+
+/// That it can't be written is no error: the log is there for people, the restore goes on.
+void begin_log_with_command_line(const std::string& log_file, int argc, const char** argv) {
+  boost::system::error_code ec;
+  TY::file::writable_file log = TY::file::writable_file::create_new(log_file, ec);
+  if (ec) return;
+  std::string line = argv[0];
+  for (int i = 1; i < argc; ++i) line.append(" ").append(argv[i]);
+  line += '\n';
+  log.write(line, ec);
+}
+
+}  // namespace
+
+std::tuple<start_options, po::options_description, cf_error> parse_arguments(int argc,
+                                                                             const char** argv) {
+  start_options options;
+  const po::options_description description = describe(options);
+  cf_error error = parse(argc, argv, description);
+  if (options.amr_logfile && argv[0] != nullptr)
+    begin_log_with_command_line(*options.amr_logfile, argc, argv);
+  return {options, description, std::move(error)};
+}
+
+}  // namespace korvrestore

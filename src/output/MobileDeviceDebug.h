@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+
+#include "output/output_str_state.h"
+
+namespace korvrestore {
+
+/// Print, as debug lines, every text that MobileDevice has for operations 0 to 999 and for errors 0
+/// to 9999, each as a C `case` label that returns the text. A null `output` ends the process.
+void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_state> output);
+void print_imp_AMRLocalizedCopyStringForAMRError(std::shared_ptr<output_str_state> output);
+
+}  // namespace korvrestore

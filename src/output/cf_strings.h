@@ -1,0 +1,20 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <optional>
+#include <string>
+
+namespace korvrestore {
+
+/// The UTF-8 text of `string`, up to its first U+0000; empty for NULL or when it can't be
+/// converted.
+std::optional<std::string> make_string(CFStringRef string);
+
+/// As `make_string`, with the empty text for no text.
+std::string MakeString(CFStringRef string);
+
+/// What CoreFoundation says of `object` for people who debug; "(null)" for NULL.
+std::string MakeDescription(const void* object);
+
+}  // namespace korvrestore

@@ -1,0 +1,134 @@
+#include "output/output_str_state.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/numeric/conversion/cast.hpp>
+#include <iostream>
+
+#include "output/cf_strings.h"
+#include "output/plist_validation.h"
+#include "output/plist_values.h"
+
+namespace korvrestore {
+
+output_str_state::output_str_state(std::optional<output_descriptor> pipe)
+    : pipe_descriptor(std::move(pipe)) {}
+
+void output_str_state::set_debug(bool enabled) {
+  const std::lock_guard<std::mutex> lock(queue_mutex);
+  debug_enabled = enabled;
+}
+
+void output_str_state::print(std::string text) { enqueue(std::move(text), /*is_debug=*/false); }
+
+void output_str_state::print_debug(std::string text) {
+  enqueue(std::move(text), /*is_debug=*/true);
+}
+
+void output_str_state::enqueue(std::string text, bool is_debug) {
+  {
+    const std::lock_guard<std::mutex> lock(queue_mutex);
+    pending.emplace_back(std::move(text), is_debug);
+  }
+  queue_cv.notify_one();
+}
+
+void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
+  if (type == nullptr || CFStringGetLength(type) == 0 || value == nullptr) {
+    print_debug(fmt::format("{}: invalid argument", "print_value"));
+    return;
+  }
+  if (!CFPropertyListValidateForSerialization(value, kCFPropertyListXMLFormat_v1_0)) {
+    print_debug(fmt::format("{}: object not valid for XML plist", "print_value"));
+    return;
+  }
+
+  const cf_mutable_dictionary envelope(CFDictionaryCreateMutable(
+      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  CFDictionarySetValue(envelope.get(), CFSTR("Type"), type);
+  CFDictionarySetValue(envelope.get(), CFSTR("Value"), value);
+
+  CFErrorRef failure = nullptr;
+  const std::unique_ptr<const __CFData, CFTypeDeleter> data(CFPropertyListCreateData(
+      kCFAllocatorDefault, envelope.get(), kCFPropertyListXMLFormat_v1_0, 0, &failure));
+  const cf_error error(failure);
+  if (!data) {
+    print_debug(error
+                    ? fmt::format("{}: CFPropertyListCreateData failed - {}", "print_value",
+                                  MakeDescription(error.get()))
+                    : fmt::format("{}: CFPropertyListCreateData failed - unknown", "print_value"));
+    return;
+  }
+
+  const cf_string text(CFStringCreateWithBytes(kCFAllocatorDefault, CFDataGetBytePtr(data.get()),
+                                               CFDataGetLength(data.get()), kCFStringEncodingUTF8,
+                                               /*is_external_representation=*/false));
+  if (!text || CFStringGetLength(text.get()) < 1) {
+    print_debug(fmt::format("{}: CFStringCreateWithBytes failed - unknown", "print_value"));
+    return;
+  }
+  print(MakeString(text.get()));
+}
+
+void output_str_state::print_value(const message_type& message) {
+  const cf_string type(
+      CFStringCreateWithCString(kCFAllocatorDefault, message.type.c_str(), kCFStringEncodingUTF8));
+  print_value(type.get(), message.value.get());
+}
+
+void output_str_state::print_formatted_error(CFErrorRef error) {
+  if (error == nullptr) {
+    print_debug(fmt::format("{}: invalid argument", "print_formatted_error"));
+    return;
+  }
+  const cf_mutable_dictionary dictionary = DictionaryFromError(error);
+  if (!dictionary) {
+    print_debug(fmt::format("{}: could not create error dict", "print_formatted_error"));
+    return;
+  }
+  print_value(CFSTR("InternalError"), dictionary.get());
+}
+
+void output_str_state::quit() {
+  {
+    const std::lock_guard<std::mutex> lock(queue_mutex);
+    quit_requested = true;
+  }
+  queue_cv.notify_one();
+}
+
+void output_str_state::loop() & {
+  std::unique_lock<std::mutex> lock(queue_mutex);
+  do {
+    queue_cv.wait(lock, [this] { return quit_requested || !pending.empty(); });
+    for (const auto& [text, is_debug] : pending) write(text, is_debug);
+    std::cout.flush();
+    std::cerr.flush();
+    pending.clear();
+  } while (!quit_requested);
+}
+
+void output_str_state::write(const std::string& text, bool is_debug) {
+  if (is_debug) {
+    if (debug_enabled) std::cerr << text << "\n";
+  } else if (pipe_descriptor) {
+    const std::array<boost::asio::const_buffer, 2> line = {boost::asio::buffer(text),
+                                                           boost::asio::buffer("\n", 1)};
+    boost::asio::write(*pipe_descriptor, line);
+  } else {
+    std::cout << text << "\n";
+  }
+}
+
+std::shared_ptr<output_str_state> make_output_state(boost::asio::any_io_executor executor,
+                                                    const start_options& options) {
+  std::optional<output_descriptor> pipe;
+  if (options.output_pipe)
+    pipe.emplace(std::move(executor), boost::numeric_cast<int>(*options.output_pipe));
+  return std::make_shared<output_str_state>(std::move(pipe));
+}
+
+}  // namespace korvrestore

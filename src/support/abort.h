@@ -1,0 +1,38 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace TY {
+
+namespace detail {
+template <typename Exception>
+[[noreturn]] void raise(const std::string& what) {
+  throw Exception(what);
+}
+}  // namespace detail
+
+/// Ends the process with the runtime's report of an uncaught `Exception` that says `what`. No
+/// clean-up runs.
+template <typename Exception>
+[[noreturn]] void Abort(const std::string& what) noexcept {
+  detail::raise<Exception>(what);
+}
+
+}  // namespace TY
+
+namespace korvrestore {
+
+/// Where an assertion stands, as people know it from crash reports: file and line are stable
+/// identifiers and stay when the code moves.
+struct assertion_site {
+  std::string_view file;
+  int line;
+  std::string_view function;
+  std::string_view expression;
+};
+
+/// Ends the process with a `std::invalid_argument` that names the site.
+[[noreturn]] void assertion_failed(const assertion_site& site) noexcept;
+
+}  // namespace korvrestore

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <fmt/format.h>
+
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "support/ecid.h"
+
+namespace TY {
+
+/// A name for a device, whatever it is made from: any text.
+class device_id {
+ public:
+  explicit device_id(std::string data) : data_(std::move(data)) {}
+
+  std::string get_data() const { return data_; }
+
+  friend bool operator==(const device_id&, const device_id&) = default;
+  friend bool operator<(const device_id& a, const device_id& b) { return a.data_ < b.data_; }
+
+ private:
+  friend std::hash<device_id>;
+  friend fmt::formatter<device_id>;
+
+  std::string data_;
+};
+
+/// The identifier of the device with that ECID: the text that the ECID prints as.
+device_id make_device_id(const ecid& ecid);
+
+std::ostream& operator<<(std::ostream& stream, const device_id& id);
+
+}  // namespace TY
+
+template <>
+struct std::hash<TY::device_id> {
+  std::size_t operator()(const TY::device_id& id) const noexcept {
+    return std::hash<std::string_view>()(id.data_);
+  }
+};
+
+template <>
+struct fmt::formatter<TY::device_id> : fmt::formatter<std::string_view> {
+  template <typename Context>
+  auto format(const TY::device_id& id, Context& context) const {
+    return fmt::formatter<std::string_view>::format(id.data_, context);
+  }
+};

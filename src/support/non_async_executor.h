@@ -1,0 +1,26 @@
+#pragma once
+
+#include <boost/asio/execution/context.hpp>
+#include <boost/asio/execution_context.hpp>
+#include <stdexcept>
+
+#include "support/abort.h"
+
+namespace TY {
+
+/// An Asio executor for objects that are used synchronously only. Whoever starts an asynchronous
+/// operation through it has made a programming error, which ends the process there and then.
+class non_async_executor {
+ public:
+  /// The context that I/O objects register with; shared by all, never run, never destroyed.
+  static boost::asio::execution_context& query(boost::asio::execution::context_t) noexcept;
+
+  template <typename Function>
+  void execute(Function&&) const noexcept {
+    Abort<std::logic_error>("TY::non_async_executor cannot run anything asynchronously");
+  }
+
+  friend bool operator==(const non_async_executor&, const non_async_executor&) = default;
+};
+
+}  // namespace TY

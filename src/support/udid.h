@@ -1,0 +1,37 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace TY {
+
+/// A device's unique identifier: hexadecimal digits and dashes. Compared as text, so case matters.
+class udid {
+ public:
+  /// A text of 24 characters gets a dash behind its eighth.
+  /// @throws std::invalid_argument  a character is neither dash nor hexadecimal digit.
+  explicit udid(std::string text);
+  explicit udid(std::string_view text) : udid(std::string(text)) {}
+
+  explicit operator std::string_view() const { return text_; }
+  explicit operator std::string() const { return text_; }
+
+  friend bool operator==(const udid&, const udid&) = default;
+  friend bool operator<(const udid& a, const udid& b) { return a.text_ < b.text_; }
+
+ private:
+  std::string text_;
+};
+
+/// Whether every character of `text` is a dash or a hexadecimal digit; the empty text is one.
+bool is_udid(std::string_view text);
+
+}  // namespace TY
+
+template <>
+struct std::hash<TY::udid> {
+  std::size_t operator()(const TY::udid& udid) const noexcept {
+    return std::hash<std::string_view>()(std::string_view(udid));
+  }
+};
