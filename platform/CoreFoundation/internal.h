@@ -3,9 +3,20 @@
 
 #include <CoreFoundation/CFRuntime.h>
 
+#include <memory>
+#include <span>
 #include <string_view>
+#include <type_traits>
 
 namespace cf {
+
+struct Releaser {
+  void operator()(CFTypeRef cf) const noexcept { CFRelease(cf); }
+};
+
+/// One owned reference: `Owned<CFStringRef>`.
+template <typename Ref>
+using Owned = std::unique_ptr<std::remove_pointer_t<Ref>, Releaser>;
 
 /// The built-in types' IDs, fixed so that constants can be initialised by the compiler.
 enum TypeID : CFTypeID {
@@ -34,7 +45,28 @@ int compare_utf16(std::string_view a, std::string_view b) noexcept;
 /// Whether `text` is valid UTF-8 (no surrogates, no overlong forms).
 bool is_valid_utf8(std::string_view text) noexcept;
 
-/// A string from UTF-8 that the caller has checked already.
-CFStringRef make_string(std::string_view valid_utf8);
+/// A string from UTF-8 that the caller has checked already; NULL when memory is short or the text
+/// takes 4 GiB or more.
+CFStringRef make_string(std::string_view valid_utf8) noexcept;
+
+/// An integer that may be past CFNumberCreate's range; of type SInt64 where that holds it.
+CFNumberRef make_number(std::uint64_t value) noexcept;
+
+/// Whether the number is an integer past SInt64's range. CFNumberGetValue writes its low 64 bits as
+/// SInt64, which are all it has, and answers false.
+bool is_unsigned64(CFNumberRef number) noexcept;
+
+/// The number as people read it: integers in decimal, reals as "%.17g" or "0.0", "nan",
+/// "+infinity", "-infinity".
+std::string_view number_text(CFNumberRef number, std::span<char, 32> buffer) noexcept;
+
+/// An immutable array of CF objects that takes over the caller's references to them. NULL when
+/// memory is short: then they still are the caller's.
+CFArrayRef make_array(std::span<const CFTypeRef> values) noexcept;
+
+/// An immutable dictionary of CF objects from key, value, key, value, ..., keys CFStrings; takes
+/// over the caller's references to all. Of equal keys the last value stands. NULL when memory is
+/// short: then the references still are the caller's.
+CFDictionaryRef make_dictionary(std::span<const CFTypeRef> keys_and_values) noexcept;
 
 }  // namespace cf
