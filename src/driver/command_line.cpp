@@ -24,33 +24,34 @@ po::typed_value<Value>* stored_in(std::optional<Value>& field) {
 
 po::options_description describe(start_options& options) {
   po::options_description description("Program options");
-  description.add_options()("debug", po::bool_switch(&options.debug), "Enable debugging output")(
-      "debug-dump", po::bool_switch(&options.debug_dump),
-      "Dump mobiledevice implementations (debugging)")("help", po::bool_switch(&options.help),
-                                                       "Print this description")(
-      "no-cleanup", po::bool_switch(&options.no_cleanup), "Disable auto temp file cleanup on exit")(
-      "amr-logfile", stored_in(options.amr_logfile), "Specify logfile for AMRestore")(
-      "ecid", stored_in(options.ecid_text), "Device to perform operation on")(
-      "detect-timeout", stored_in(options.detect_timeout),
-      "How many seconds to wait for the selected device to be detected")(
-      "list-devices", po::bool_switch(&options.list_devices), "List all detected Apple devices")(
-      "device-info", po::bool_switch(&options.show_device_info),
-      "Output properties of specified Apple device")(
-      "exit-recovery", po::bool_switch(&options.exit_recovery),
-      "Attempt to reboot a recovery device into booted mode")(
-      "no-exit-recovery", po::bool_switch(&options.no_exit_recovery),
-      "Set a device to stay in recovery mode when it reboots")(
-      "restore", stored_in(options.restore_ipsw),
-      "Start a device restore with specified IPSW bundle")(
-      "restore-timeout", stored_in(options.restore_timeout),
-      "How many seconds to wait for a restore to complete before aborting")(
-      "erase", po::bool_switch(&options.erase),
-      "Use with --restore to force the device to be erased during the restore")(
-      "restore-plist", stored_in(options.restore_plist),
-      "Start a device restore with options read from a plist file")(
-      "enter-restore-mode", po::bool_switch(&options.enter_restore_mode),
-      "Attempt to put a recovery mode device into restore mode")(
-      "output-pipe", stored_in(options.output_pipe), "Send formatted output to a specific pipe");
+  po::options_description_easy_init add = description.add_options();
+  add("debug", po::bool_switch(&options.debug), "Enable debugging output");
+  add("debug-dump", po::bool_switch(&options.debug_dump),
+      "Dump mobiledevice implementations (debugging)");
+  add("help", po::bool_switch(&options.help), "Print this description");
+  add("no-cleanup", po::bool_switch(&options.no_cleanup), "Disable auto temp file cleanup on exit");
+  add("amr-logfile", stored_in(options.amr_logfile), "Specify logfile for AMRestore");
+  add("ecid", stored_in(options.ecid_text), "Device to perform operation on");
+  add("detect-timeout", stored_in(options.detect_timeout),
+      "How many seconds to wait for the selected device to be detected");
+  add("list-devices", po::bool_switch(&options.list_devices), "List all detected Apple devices");
+  add("device-info", po::bool_switch(&options.show_device_info),
+      "Output properties of specified Apple device");
+  add("exit-recovery", po::bool_switch(&options.exit_recovery),
+      "Attempt to reboot a recovery device into booted mode");
+  add("no-exit-recovery", po::bool_switch(&options.no_exit_recovery),
+      "Set a device to stay in recovery mode when it reboots");
+  add("restore", stored_in(options.restore_ipsw),
+      "Start a device restore with specified IPSW bundle");
+  add("restore-timeout", stored_in(options.restore_timeout),
+      "How many seconds to wait for a restore to complete before aborting");
+  add("erase", po::bool_switch(&options.erase),
+      "Use with --restore to force the device to be erased during the restore");
+  add("restore-plist", stored_in(options.restore_plist),
+      "Start a device restore with options read from a plist file");
+  add("enter-restore-mode", po::bool_switch(&options.enter_restore_mode),
+      "Attempt to put a recovery mode device into restore mode");
+  add("output-pipe", stored_in(options.output_pipe), "Send formatted output to a specific pipe");
   return description;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/asio/execution/context.hpp>
+#include <boost/asio/execution/outstanding_work.hpp>
 #include <boost/asio/execution_context.hpp>
 #include <stdexcept>
 
@@ -15,12 +16,22 @@ class non_async_executor {
   /// The context that I/O objects register with; shared by all, never run, never destroyed.
   static boost::asio::execution_context& query(boost::asio::execution::context_t) noexcept;
 
-  template <typename Function>
-  void execute(Function&&) const noexcept {
-    Abort<std::logic_error>("TY::non_async_executor cannot run anything asynchronously");
+  /// What an I/O object's asynchronous operation begins with: it would never complete.
+  non_async_executor require(boost::asio::execution::outstanding_work_t::tracked_t) const noexcept {
+    refuse();
   }
 
-  friend bool operator==(const non_async_executor&, const non_async_executor&) = default;
+  template <typename Function>
+  void execute(Function&&) const noexcept {
+    refuse();
+  }
+
+  friend bool operator==(const non_async_executor&, const non_async_executor&) noexcept = default;
+
+ private:
+  [[noreturn]] static void refuse() noexcept {
+    Abort<std::logic_error>("TY::non_async_executor cannot run anything asynchronously");
+  }
 };
 
 }  // namespace TY
