@@ -1,0 +1,26 @@
+/// The USB serial string of a device in DFU or Recovery, in which its boot loader says who it is:
+/// "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:001A2B3C4D5E6F70 IBFL:3C SRNM:[F2LXXXXXXXXX]".
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace MobileDevice::usb {
+
+/// What the string says; 0 or absent where it says nothing that can be read.
+struct SerialString {
+  std::uint64_t ecid = 0;                    ///< ECID
+  std::uint32_t chip_id = 0;                 ///< CPID
+  std::uint32_t board_id = 0;                ///< BDID
+  std::uint32_t fusing_info = 0;             ///< CPFM
+  std::optional<std::string> serial_number;  ///< SRNM, none in DFU
+};
+
+/// Takes tags in any order and any text at all. Unknown tags are skipped, and so is a damaged
+/// value: one that is not wholly hexadecimal, too large for its field, or in a bracket that never
+/// closes. Of a tag that comes twice the first readable value counts.
+SerialString parse_serial_string(std::string_view text);
+
+}  // namespace MobileDevice::usb

@@ -1,0 +1,44 @@
+#include "sysfs.h"
+
+#include <array>
+#include <fstream>
+
+namespace MobileDevice::usb {
+namespace {
+
+/// The folder's name is bus and port path, as in "2-1.3"; see sysfs-bus-usb in the kernel's
+/// Documentation/ABI.
+std::string sysfs_folder(libusb_device* device) {
+  std::string path = "/sys/bus/usb/devices/" + std::to_string(libusb_get_bus_number(device));
+  char separator = '-';
+  for (const std::uint8_t port : port_path(device)) {
+    path += separator + std::to_string(port);
+    separator = '.';
+  }
+  return path;
+}
+
+std::optional<std::string> read_line(const std::string& path) {
+  std::ifstream file(path);
+  std::string line;
+  if (!std::getline(file, line)) return std::nullopt;
+  return line;
+}
+
+}  // namespace
+
+std::vector<std::uint8_t> port_path(libusb_device* device) {
+  std::array<std::uint8_t, 7> ports;  // USB allows seven tiers
+  const int count = libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
+  return {ports.begin(), ports.begin() + (count > 0 ? count : 0)};
+}
+
+DeviceStrings read_sysfs_strings(libusb_device* device) {
+  const std::string folder = sysfs_folder(device);
+  const DeviceStrings strings = {read_line(folder + "/serial"), read_line(folder + "/product")};
+  // The number last: it is new for every plug, so if it is ours still, the strings are ours too.
+  if (read_line(folder + "/devnum") != std::to_string(libusb_get_device_address(device))) return {};
+  return strings;
+}
+
+}  // namespace MobileDevice::usb

@@ -1,0 +1,107 @@
+#include "usb_device.h"
+
+#include <chrono>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "../status_report.h"
+#include "control_transfer.h"
+#include "identity.h"
+#include "serial_string.h"
+#include "string_descriptor.h"
+#include "sysfs.h"
+#include "usb_errors.h"
+
+namespace MobileDevice::usb {
+namespace {
+
+constexpr std::chrono::seconds kDepartureTimeout(2);
+/// Both modes have it; who holds it has the device to himself.
+constexpr int kCommandInterface = 0;
+
+/// A command of the boot loader's console, NUL and all: a vendor request to the device.
+/// @return  a `libusb_error`, or 0
+int send_command(libusb_device_handle* handle, std::string_view command) {
+  std::vector<std::uint8_t> data(command.begin(), command.end());
+  data.push_back(0);
+  constexpr std::uint8_t kVendorRequestToDevice = 0x40;
+  const int result = control_transfer(handle, {kVendorRequestToDevice, 0, 0, 0}, data);
+  return result < 0 ? result : 0;
+}
+
+/// What a device that goes down at once may make of the transfer that tells it to.
+bool may_have_obeyed(int libusb_result) {
+  return libusb_result == 0 || libusb_result == LIBUSB_ERROR_NO_DEVICE ||
+         libusb_result == LIBUSB_ERROR_PIPE || libusb_result == LIBUSB_ERROR_TIMEOUT;
+}
+
+}  // namespace
+
+UsbDevice::UsbDevice(DeviceReference device, DeviceProperties properties,
+                     std::shared_ptr<EventLoop> loop)
+    : device_(std::move(device)), properties_(std::move(properties)), loop_(std::move(loop)) {}
+
+bool UsbDevice::takes_recovery_commands() const {
+  return properties_.state == kAMRestorableDeviceStateRecovery;
+}
+
+AMRError UsbDevice::set_auto_boot(bool on) {
+  Handle handle;
+  int error = open_checked(handle);
+  if (error == 0)
+    error = send_command(handle.get(), on ? "setenv auto-boot true" : "setenv auto-boot false");
+  if (error == 0) error = send_command(handle.get(), "saveenv");
+  return amr_error(error);
+}
+
+AMRError UsbDevice::reboot() {
+  Handle handle;
+  if (const int error = open_checked(handle); error != 0) return amr_error(error);
+  const int error = send_command(handle.get(), "reboot");
+  handle.reset();
+  if (error != 0 && may_have_obeyed(error) && leaves_in_time()) return kAMRSuccess;
+  return amr_error(error);
+}
+
+void UsbDevice::restore(CFDictionaryRef, StatusReceiver receiver) {
+  loop_->post([receiver = std::move(receiver)] {
+    const Owned<CFErrorRef> error = make_error("MobileDeviceUSB", kAMRUsbRestoreNotOffered,
+                                               usb_error_text(kAMRUsbRestoreNotOffered).value());
+    receiver(make_failure_report(error.get()).get());
+  });
+}
+
+void UsbDevice::mark_left() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  left_ = true;
+  departure_.notify_all();
+}
+
+/// Opens the device, makes sure that it is this one, and holds it against other programs. Its
+/// address may have gone to another device before the opening, but not after. So what sysfs now
+/// says of the address is said of the opened device, or of one that came after that has left and
+/// takes no more transfers.
+int UsbDevice::open_checked(Handle& handle) const {
+  libusb_device_handle* opened = nullptr;
+  if (const int error = libusb_open(device_.get(), &opened); error != 0) return error;
+  handle.reset(opened);
+  std::optional<std::string> serial = read_sysfs_strings(device_.get()).serial;
+  if (!serial) {
+    const std::uint8_t index = descriptor_of(device_.get()).iSerialNumber;
+    if (const int error = read_string_descriptor(opened, index, serial); error != 0) return error;
+  }
+  if (parse_serial_string(serial.value_or("")).ecid != properties_.ecid)
+    return LIBUSB_ERROR_NO_DEVICE;
+  // A device without a configuration has no interface that anyone could hold.
+  const int error = libusb_claim_interface(opened, kCommandInterface);
+  return error == LIBUSB_ERROR_NOT_FOUND ? 0 : error;
+}
+
+bool UsbDevice::leaves_in_time() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return departure_.wait_for(lock, kDepartureTimeout, [this] { return left_; });
+}
+
+}  // namespace MobileDevice::usb

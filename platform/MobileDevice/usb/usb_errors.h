@@ -1,0 +1,28 @@
+/// What can go wrong on the way to a device, as MobileDevice's error numbers.
+#pragma once
+
+#include <MobileDevice/MobileDevice.h>
+
+#include <optional>
+#include <string>
+
+namespace MobileDevice::usb {
+
+// Numbers of this backend: "USB" in ASCII, then a count, far from those that others use.
+inline constexpr AMRError kAMRUsbFailed{0x55534200};
+inline constexpr AMRError kAMRUsbNoPermission{0x55534201};
+inline constexpr AMRError kAMRUsbDeviceLeft{0x55534202};
+inline constexpr AMRError kAMRUsbRefused{0x55534203};
+inline constexpr AMRError kAMRUsbNoAnswer{0x55534204};
+inline constexpr AMRError kAMRUsbBusy{0x55534205};
+inline constexpr AMRError kAMRUsbOutOfMemory{0x55534206};
+inline constexpr AMRError kAMRUsbRestoreNotOffered{0x55534207};
+
+/// The number for a `libusb_error`; success for 0 and above.
+AMRError amr_error(int libusb_result);
+
+/// What happened and what a person can do about it; nothing for a number that is not of this
+/// backend.
+std::optional<std::string> usb_error_text(int number);
+
+}  // namespace MobileDevice::usb
