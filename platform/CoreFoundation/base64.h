@@ -1,0 +1,35 @@
+/// Base64 (RFC 4648) as it stands in the <data> elements of property lists.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "data_buffer.h"
+
+namespace cf {
+
+/// The length of `size` bytes in base64, padded.
+constexpr std::size_t base64_length(std::size_t size) { return (size + 2) / 3 * 4; }
+
+/// Writes base64_length(bytes.size()) characters to `out`.
+void encode_base64(std::span<const unsigned char> bytes, char* out);
+
+/// Decodes texts that come in pieces, with white space anywhere.
+class Base64Decoder {
+ public:
+  /// False when there is a character that doesn't belong there.
+  bool feed(std::string_view text);
+  /// Ends the text, whose bytes are then all in `bytes`. False when it ended inside a group or had
+  /// the wrong padding.
+  bool finish();
+
+  DataBuffer bytes;
+
+ private:
+  std::uint32_t group_ = 0;
+  int digits_ = 0;
+  int padding_ = 0;
+};
+
+}  // namespace cf

@@ -1,0 +1,17 @@
+/// Numbers as XML property lists write them.
+#pragma once
+
+#include <CoreFoundation/CFNumber.h>
+
+#include <string_view>
+
+namespace cf {
+
+/// A new number from -2^63 to 2^64-1 in decimal or, behind 0x, hexadecimal digits. NULL when the
+/// text is anything else, or memory is short.
+CFNumberRef parse_integer(std::string_view text) noexcept;
+
+/// A new number; "inf", "infinity" and "nan" are some too. NULL as above.
+CFNumberRef parse_real(std::string_view text) noexcept;
+
+}  // namespace cf
