@@ -69,4 +69,7 @@ CFArrayRef make_array(std::span<const CFTypeRef> values) noexcept;
 /// short: then the references still are the caller's.
 CFDictionaryRef make_dictionary(std::span<const CFTypeRef> keys_and_values) noexcept;
 
+/// An immutable dictionary of the same pairs: the dictionary itself, retained, if it is one.
+CFDictionaryRef copy_dictionary(CFDictionaryRef dictionary) noexcept;
+
 }  // namespace cf

@@ -13,15 +13,15 @@ struct CFRuntimeBase {
 /// What a type does beyond the defaults; NULL members take them: equality and hash by address, a
 /// description of type name and address.
 struct CFRuntimeClass {
-  CFIndex version;  // 0
-  const char* className;
-  void (*init)(CFTypeRef cf);
-  CFTypeRef (*copy)(CFAllocatorRef allocator, CFTypeRef cf);
-  void (*finalize)(CFTypeRef cf);
-  Boolean (*equal)(CFTypeRef cf1, CFTypeRef cf2);
-  CFHashCode (*hash)(CFTypeRef cf);
-  CFStringRef (*copyFormattingDesc)(CFTypeRef cf, const void* format_options);
-  CFStringRef (*copyDebugDesc)(CFTypeRef cf);
+  CFIndex version = 0;
+  const char* className = nullptr;
+  void (*init)(CFTypeRef cf) = nullptr;
+  CFTypeRef (*copy)(CFAllocatorRef allocator, CFTypeRef cf) = nullptr;
+  void (*finalize)(CFTypeRef cf) = nullptr;
+  Boolean (*equal)(CFTypeRef cf1, CFTypeRef cf2) = nullptr;
+  CFHashCode (*hash)(CFTypeRef cf) = nullptr;
+  CFStringRef (*copyFormattingDesc)(CFTypeRef cf, const void* format_options) = nullptr;
+  CFStringRef (*copyDebugDesc)(CFTypeRef cf) = nullptr;
 };
 
 extern "C" {

@@ -1,0 +1,55 @@
+/// The table behind dictionaries and sets. Entries stand in the order in which they came; up to
+/// kMaxUnindexed of them are searched one by one, more through an index behind the entries.
+#pragma once
+
+#include <span>
+
+#include "callbacks.h"
+
+namespace cf {
+
+struct Entry {
+  const void* key;
+  const void* value;  // NULL in sets
+};
+
+/// A whole CFDictionary or CFSet. An immutable one's entries and index stand behind it, a mutable
+/// one's in a block of their own.
+struct HashTable {
+  CFRuntimeBase base;
+  std::uint32_t count;
+  std::uint32_t capacity;
+  Entry* entries;
+  const CallBacks* callbacks;
+
+  std::span<Entry> all() const noexcept { return {entries, count}; }
+  bool is_mutable() const noexcept;
+};
+
+/// A new table that can't grow, with room for `capacity` entries. NULL when memory is short.
+HashTable* create_table(CFAllocatorRef allocator, TypeID type, std::size_t capacity,
+                        const CallBacks* callbacks) noexcept;
+/// A new table that grows. NULL when memory is short.
+HashTable* create_growing_table(CFAllocatorRef allocator, TypeID type,
+                                const CallBacks* callbacks) noexcept;
+
+/// The entry of an equal key, or NULL; valid until the table changes.
+Entry* find(const HashTable& table, const void* key);
+/// Adds an entry whose key isn't there yet; takes over the caller's references. There is room, or
+/// the table grows.
+void insert(HashTable& table, Entry entry);
+/// Removes the entry, and the table's references, from a table that grows; the last one takes its
+/// place.
+void erase(HashTable& table, Entry* entry);
+
+/// Retains key and value and inserts them.
+void insert_retained(HashTable& table, Entry entry);
+
+// The runtime functions of both types.
+void finalize_table(CFTypeRef cf);
+Boolean equal_tables(CFTypeRef cf1, CFTypeRef cf2);
+CFHashCode hash_table(CFTypeRef cf);
+/// `kind` is "dict" or "set"; a dictionary's entries are shown with their values.
+CFStringRef copy_table_description(CFTypeRef cf, std::string_view kind) noexcept;
+
+}  // namespace cf

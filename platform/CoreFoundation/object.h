@@ -1,0 +1,75 @@
+/// What every type's file needs of the runtime. CFRuntimeBase::_cfinfoa holds, from the low bits
+/// up: 8 flags that belong to the type, 16 bits of type ID, 8 unused ones, the 32-bit reference
+/// count. A count of 0 marks an immortal object.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "internal.h"
+
+namespace cf {
+
+inline constexpr int kTypeShift = 8;
+inline constexpr std::uint64_t kOneReference = std::uint64_t{1} << 32;
+
+using Flags = unsigned char;
+
+constexpr CFRuntimeBase immortal_base(TypeID type, Flags flags = 0) {
+  return {0, std::uint64_t{type} << kTypeShift | flags};
+}
+
+constexpr CFRuntimeBase new_base(CFTypeID type, Flags flags = 0) {
+  return {0, kOneReference | std::uint64_t{type} << kTypeShift | flags};
+}
+
+/// The type's flags, fixed when the object is made.
+inline Flags flags_of(const CFRuntimeBase& base) noexcept {
+  // The count beside them changes under other threads, so even this is an atomic read.
+  return static_cast<Flags>(__atomic_load_n(&base._cfinfoa, __ATOMIC_RELAXED));
+}
+
+/// A new object with one reference and `trailing` bytes behind it, all but the base
+/// uninitialised. NULL when memory is short or the allocator is kCFAllocatorNull.
+template <typename Object>
+Object* create(CFAllocatorRef allocator, TypeID type, std::size_t trailing = 0,
+               Flags flags = 0) noexcept {
+  if (allocator == kCFAllocatorNull) return nullptr;
+  Object* const object = static_cast<Object*>(std::malloc(sizeof(Object) + trailing));
+  if (object != nullptr) object->base = new_base(type, flags);
+  return object;
+}
+
+/// Ends the process after a programming error, with one line on standard error.
+[[noreturn]] void fatal(const char* message) noexcept;
+
+/// "<TYPE 0x... [0x...]>" with the addresses of the object and of its allocator.
+std::string description_head(CFTypeRef cf, std::string_view type_name);
+
+/// The object as part of a sentence (a string itself, a number in digits), else its description;
+/// the caller releases it.
+CFStringRef copy_text(CFTypeRef cf) noexcept;
+
+/// Spreads the bits of `value` over the whole word.
+constexpr std::uint64_t scramble(std::uint64_t value) noexcept {
+  value ^= value >> 32;
+  value *= 0x9e3779b97f4a7c15;
+  return value ^ value >> 32;
+}
+
+extern const CFRuntimeClass kAllocatorClass;
+extern const CFRuntimeClass kStringClass;
+extern const CFRuntimeClass kNumberClass;
+extern const CFRuntimeClass kBooleanClass;
+extern const CFRuntimeClass kDateClass;
+extern const CFRuntimeClass kDataClass;
+extern const CFRuntimeClass kArrayClass;
+extern const CFRuntimeClass kDictionaryClass;
+extern const CFRuntimeClass kSetClass;
+extern const CFRuntimeClass kNullClass;
+extern const CFRuntimeClass kErrorClass;
+
+}  // namespace cf

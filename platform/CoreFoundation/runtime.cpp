@@ -1,0 +1,138 @@
+#include <CoreFoundation/CFRuntime.h>
+
+#include <atomic>
+#include <cstdio>
+#include <limits>
+
+#include "object.h"
+
+namespace {
+
+using cf::kOneReference;
+
+static_assert(alignof(std::max_align_t) >= 16, "malloc aligns objects to 16 bytes");
+
+constexpr CFTypeID kMaxTypes = 1024;
+
+constinit std::atomic<const CFRuntimeClass*> type_table[kMaxTypes] = {
+    nullptr,           &cf::kAllocatorClass, &cf::kStringClass,
+    &cf::kNumberClass, &cf::kBooleanClass,   &cf::kDateClass,
+    &cf::kDataClass,   &cf::kArrayClass,     &cf::kDictionaryClass,
+    &cf::kSetClass,    &cf::kNullClass,      &cf::kErrorClass,
+};
+
+constinit std::atomic<CFTypeID> next_type_id = cf::kFirstRegistered;
+
+const CFRuntimeClass* class_of_type(CFTypeID type_id) noexcept {
+  return type_id < kMaxTypes ? type_table[type_id].load(std::memory_order_acquire) : nullptr;
+}
+
+/// The info word of an object that a caller handed in; `null_message` is for one who handed NULL.
+std::atomic_ref<std::uint64_t> info_of(CFTypeRef cf, const char* null_message) noexcept {
+  if (cf == nullptr) cf::fatal(null_message);
+  return std::atomic_ref(
+      const_cast<CFRuntimeBase*>(static_cast<const CFRuntimeBase*>(cf))->_cfinfoa);
+}
+
+CFTypeID type_in(std::uint64_t info) noexcept {
+  return static_cast<std::uint16_t>(info >> cf::kTypeShift);
+}
+
+std::uint64_t count_in(std::uint64_t info) noexcept { return info / kOneReference; }
+
+}  // namespace
+
+void cf::fatal(const char* message) noexcept {
+  std::fprintf(stderr, "CoreFoundation: %s\n", message);
+  std::abort();
+}
+
+std::string cf::description_head(CFTypeRef cf, std::string_view type_name) {
+  char addresses[64];
+  std::snprintf(addresses, sizeof addresses, " %p [%p]>", cf,
+                static_cast<const void*>(kCFAllocatorSystemDefault));
+  return '<' + std::string(type_name) + addresses;
+}
+
+CFStringRef cf::copy_text(CFTypeRef cf) noexcept {
+  const CFRuntimeClass* const cls = class_of_type(CFGetTypeID(cf));
+  return cls->copyFormattingDesc != nullptr ? cls->copyFormattingDesc(cf, nullptr)
+                                            : CFCopyDescription(cf);
+}
+
+CFTypeID _CFRuntimeRegisterClass(const CFRuntimeClass* cls) {
+  const CFTypeID type_id = next_type_id.fetch_add(1, std::memory_order_relaxed);
+  if (type_id >= kMaxTypes) cf::fatal("too many types registered");
+  type_table[type_id].store(cls, std::memory_order_release);
+  return type_id;
+}
+
+CFTypeRef _CFRuntimeCreateInstance(CFAllocatorRef allocator, CFTypeID type_id, CFIndex extra_bytes,
+                                   unsigned char* /*category*/) {
+  const CFRuntimeClass* const cls = class_of_type(type_id);
+  if (cls == nullptr || extra_bytes < 0 || allocator == kCFAllocatorNull) return nullptr;
+  void* const object =
+      std::calloc(1, sizeof(CFRuntimeBase) + static_cast<std::size_t>(extra_bytes));
+  if (object == nullptr) return nullptr;
+  *static_cast<CFRuntimeBase*>(object) = cf::new_base(type_id);
+  if (cls->init != nullptr) cls->init(object);
+  return object;
+}
+
+CFTypeRef CFRetain(CFTypeRef cf) {
+  const std::atomic_ref<std::uint64_t> info = info_of(cf, "CFRetain() called with NULL");
+  if (count_in(info.load(std::memory_order_relaxed)) != 0) {
+    info.fetch_add(kOneReference, std::memory_order_relaxed);
+  }
+  return cf;
+}
+
+void CFRelease(CFTypeRef cf) {
+  const std::atomic_ref<std::uint64_t> info = info_of(cf, "CFRelease() called with NULL");
+  if (count_in(info.load(std::memory_order_relaxed)) == 0) return;
+  const std::uint64_t before = info.fetch_sub(kOneReference, std::memory_order_acq_rel);
+  if (count_in(before) != 1) return;
+  // With a count of 0 the object is immortal, so its finalizer may pass it around.
+  const CFRuntimeClass* const cls = class_of_type(type_in(before));
+  if (cls->finalize != nullptr) cls->finalize(cf);
+  std::free(const_cast<void*>(cf));
+}
+
+CFIndex CFGetRetainCount(CFTypeRef cf) {
+  const std::uint64_t info =
+      info_of(cf, "CFGetRetainCount() called with NULL").load(std::memory_order_relaxed);
+  const std::uint64_t count = count_in(info);
+  return count == 0 ? std::numeric_limits<CFIndex>::max() : static_cast<CFIndex>(count);
+}
+
+CFTypeID CFGetTypeID(CFTypeRef cf) {
+  return type_in(info_of(cf, "CFGetTypeID() called with NULL").load(std::memory_order_relaxed));
+}
+
+Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
+  if (cf1 == nullptr || cf2 == nullptr) cf::fatal("CFEqual() called with NULL");
+  if (cf1 == cf2) return true;
+  const CFTypeID type_id = CFGetTypeID(cf1);
+  if (type_id != CFGetTypeID(cf2)) return false;
+  const CFRuntimeClass* const cls = class_of_type(type_id);
+  return cls->equal != nullptr && cls->equal(cf1, cf2);
+}
+
+CFHashCode CFHash(CFTypeRef cf) {
+  const CFRuntimeClass* const cls = class_of_type(CFGetTypeID(cf));
+  return cls->hash != nullptr ? cls->hash(cf) : reinterpret_cast<CFHashCode>(cf);
+}
+
+CFStringRef CFCopyDescription(CFTypeRef cf) {
+  if (cf == nullptr) return nullptr;
+  const CFRuntimeClass* const cls = class_of_type(CFGetTypeID(cf));
+  if (cls->copyDebugDesc != nullptr) {
+    if (const CFStringRef description = cls->copyDebugDesc(cf)) return description;
+  }
+  return cf::make_string(cf::description_head(cf, cls->className));
+}
+
+CFStringRef CFCopyTypeIDDescription(CFTypeID type_id) {
+  const CFRuntimeClass* const cls = class_of_type(type_id);
+  return cls == nullptr ? nullptr : cf::make_string(cls->className);
+}

@@ -1,0 +1,85 @@
+#include "utf8.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "internal.h"
+
+namespace {
+
+/// How many bytes follow the lead byte `lead`, and what the first of them may be. The narrow
+/// ranges keep out overlong forms, surrogates and what lies past U+10FFFF.
+struct Sequence {
+  int continuations;
+  unsigned char low;
+  unsigned char high;
+};
+
+constexpr Sequence sequence_of(unsigned char lead) noexcept {
+  if (lead >= 0xc2 && lead <= 0xdf) return {1, 0x80, 0xbf};
+  if (lead == 0xe0) return {2, 0xa0, 0xbf};
+  if (lead == 0xed) return {2, 0x80, 0x9f};
+  if (lead >= 0xe1 && lead <= 0xef) return {2, 0x80, 0xbf};
+  if (lead == 0xf0) return {3, 0x90, 0xbf};
+  if (lead >= 0xf1 && lead <= 0xf3) return {3, 0x80, 0xbf};
+  if (lead == 0xf4) return {3, 0x80, 0x8f};
+  return {0, 0, 0};
+}
+
+constexpr bool is_continuation(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
+}
+
+/// A lead byte's place in the order of UTF-16 units: surrogate pairs, whose leads are 0xF0 and up,
+/// stand before U+E000..U+FFFF, whose leads are 0xEE and 0xEF.
+constexpr int utf16_rank(char byte) noexcept {
+  const int value = static_cast<unsigned char>(byte);
+  return value == 0xee || value == 0xef ? value + 0x10 : value;
+}
+
+}  // namespace
+
+std::size_t cf::ascii_prefix(std::string_view text) noexcept {
+  std::size_t at = 0;
+  for (std::uint64_t word; text.size() - at >= sizeof word; at += sizeof word) {
+    std::memcpy(&word, text.data() + at, sizeof word);
+    if ((word & 0x8080808080808080) != 0) break;
+  }
+  while (at < text.size() && static_cast<unsigned char>(text[at]) < 0x80) ++at;
+  return at;
+}
+
+bool cf::is_valid_utf8(std::string_view text) noexcept {
+  for (;;) {
+    text.remove_prefix(ascii_prefix(text));
+    if (text.empty()) return true;
+    const Sequence sequence = sequence_of(static_cast<unsigned char>(text[0]));
+    const std::size_t size = static_cast<std::size_t>(sequence.continuations) + 1;
+    if (size == 1 || text.size() < size) return false;
+    const unsigned char second = static_cast<unsigned char>(text[1]);
+    if (second < sequence.low || second > sequence.high) return false;
+    if (!std::all_of(text.begin() + 2, text.begin() + static_cast<std::ptrdiff_t>(size),
+                     is_continuation)) {
+      return false;
+    }
+    text.remove_prefix(size);
+  }
+}
+
+std::size_t cf::utf16_length(std::string_view text) noexcept {
+  std::size_t units = 0;
+  for (const char byte : text) {
+    units += !is_continuation(byte);
+    units += static_cast<unsigned char>(byte) >= 0xf0;
+  }
+  return units;
+}
+
+int cf::compare_utf16(std::string_view a, std::string_view b) noexcept {
+  const std::size_t common = std::min(a.size(), b.size());
+  const char* const end = a.data() + common;
+  const auto [in_a, in_b] = std::mismatch(a.data(), end, b.data());
+  if (in_a != end) return utf16_rank(*in_a) - utf16_rank(*in_b);
+  return a.size() == b.size() ? 0 : a.size() < b.size() ? -1 : 1;
+}
