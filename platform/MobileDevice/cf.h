@@ -1,0 +1,44 @@
+/// What the files of this library need around CoreFoundation's C API.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace MobileDevice {
+
+struct Release {
+  void operator()(CFTypeRef cf) const noexcept { CFRelease(cf); }
+};
+
+/// Owns one reference.
+template <typename Ref>
+using Owned = std::unique_ptr<std::remove_pointer_t<Ref>, Release>;
+
+/// Takes one reference more.
+template <typename Ref>
+Owned<Ref> retained(Ref cf) {
+  if (cf != nullptr) CFRetain(cf);
+  return Owned<Ref>(cf);
+}
+
+/// `value` as a `Ref` if it is of the type `id`, else NULL; borrowed either way.
+template <typename Ref>
+Ref cast(CFTypeRef value, CFTypeID id) {
+  return value != nullptr && CFGetTypeID(value) == id ? static_cast<Ref>(const_cast<void*>(value))
+                                                      : nullptr;
+}
+
+/// Text that isn't UTF-8 (a path, say) has its bytes beyond ASCII replaced by question marks.
+/// @throws std::bad_alloc
+Owned<CFStringRef> make_string(std::string_view text);
+Owned<CFNumberRef> make_number(std::int64_t value);
+Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_view description);
+
+std::string to_text(CFStringRef string);
+
+}  // namespace MobileDevice

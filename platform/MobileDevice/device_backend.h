@@ -1,0 +1,12 @@
+/// The way to real devices that the build has chosen.
+#pragma once
+
+#include <memory>
+
+#include "Backend.h"
+
+namespace MobileDevice {
+
+std::unique_ptr<Backend> make_device_backend();
+
+}  // namespace MobileDevice

@@ -1,0 +1,121 @@
+/// The C API's calls on devices.
+#include <functional>
+#include <utility>
+
+#include "../numbers.h"
+#include "guarded.h"
+#include "handle.h"
+#include "library.h"
+
+using MobileDevice::Device;
+using MobileDevice::DeviceProperties;
+using MobileDevice::guarded;
+using MobileDevice::library;
+
+namespace {
+
+/// The member of the properties, or its type's zero for a NULL handle.
+template <typename Member>
+Member property(AMRestorableDeviceRef device, Member DeviceProperties::*member) noexcept {
+  if (device == nullptr) return Member{};
+  return guarded(Member{}, [&] { return device->content.properties().*member; });
+}
+
+CFStringRef copy_string(AMRestorableDeviceRef device,
+                        std::optional<std::string> DeviceProperties::*member) noexcept {
+  const std::optional<std::string> text = property(device, member);
+  if (!text) return nullptr;
+  return guarded(CFStringRef{}, [&] { return MobileDevice::make_string(*text).release(); });
+}
+
+/// Has `command` answered by the device and logs it as `call`.
+AMRError logged(AMRecoveryModeDeviceRef device, std::string_view call,
+                const std::function<AMRError(Device&)>& command) noexcept {
+  if (device == nullptr) return MobileDevice::kAMRInvalidArgument;
+  return guarded(MobileDevice::kAMRInternalError, [&] {
+    const AMRError result = command(*device->device);
+    library().log_file.write(device->device->properties().ecid, call, result);
+    return result;
+  });
+}
+
+}  // namespace
+
+AMRestorableDeviceState AMRestorableDeviceGetState(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::state);
+}
+
+std::uint64_t AMRestorableDeviceGetECID(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::ecid);
+}
+
+std::uint16_t AMRestorableDeviceGetProductID(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::product_id);
+}
+
+std::uint32_t AMRestorableDeviceGetBoardID(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::board_id);
+}
+
+std::uint32_t AMRestorableDeviceGetChipID(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::chip_id);
+}
+
+std::uint32_t AMRestorableDeviceGetProductType(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::product_type);
+}
+
+std::uint32_t AMRestorableDeviceGetFusingInfo(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::fusing_info);
+}
+
+std::uint32_t AMRestorableDeviceGetLocationID(AMRestorableDeviceRef device) {
+  return property(device, &DeviceProperties::location_id);
+}
+
+CFStringRef AMRestorableDeviceCopySerialNumber(AMRestorableDeviceRef device) {
+  return copy_string(device, &DeviceProperties::serial_number);
+}
+
+CFStringRef AMRestorableDeviceCopyProductString(AMRestorableDeviceRef device) {
+  return copy_string(device, &DeviceProperties::product_string);
+}
+
+AMRecoveryModeDeviceRef AMRestorableDeviceCopyRecoveryModeDevice(AMRestorableDeviceRef device) {
+  if (device == nullptr) return nullptr;
+  return guarded(AMRecoveryModeDeviceRef{}, [&]() -> AMRecoveryModeDeviceRef {
+    if (!device->content.device()->takes_recovery_commands()) return nullptr;
+    return MobileDevice::make_recovery_mode_device(device->content.device()).release();
+  });
+}
+
+AMRError AMRecoveryModeDeviceSetAutoBoot(AMRecoveryModeDeviceRef device, Boolean auto_boot) {
+  const bool on = auto_boot != 0;
+  return logged(
+      device,
+      on ? "AMRecoveryModeDeviceSetAutoBoot(true)" : "AMRecoveryModeDeviceSetAutoBoot(false)",
+      [on](Device& target) { return target.set_auto_boot(on); });
+}
+
+AMRError AMRecoveryModeDeviceReboot(AMRecoveryModeDeviceRef device) {
+  return logged(device, "AMRecoveryModeDeviceReboot()", &Device::reboot);
+}
+
+AMRError AMRestorableDeviceRestore(AMRestorableDeviceRef device, CFDictionaryRef options,
+                                   AMRestorableDeviceRestoreCallback callback, void* context) {
+  if (device == nullptr || options == nullptr || callback == nullptr) {
+    return MobileDevice::kAMRInvalidArgument;
+  }
+  const AMRError result = guarded(MobileDevice::kAMRInternalError, [&] {
+    const std::shared_ptr<_AMRestorableDevice> handle(MobileDevice::retained(device));
+    device->content.device()->restore(options, [handle, callback, context](CFDictionaryRef status) {
+      callback(handle.get(), status, context);
+    });
+    return kAMRSuccess;
+  });
+  return guarded(MobileDevice::kAMRInternalError, [&] {
+    library().log_file.write(AMRestorableDeviceGetECID(device), "AMRestorableDeviceRestore()",
+                             result);
+    return result;
+  });
+}

@@ -1,0 +1,67 @@
+#include "handle.h"
+
+#include <new>
+#include <utility>
+
+namespace MobileDevice {
+namespace {
+
+void finalize_restorable_device(CFTypeRef cf) {
+  std::destroy_at(&static_cast<AMRestorableDeviceRef>(const_cast<void*>(cf))->content);
+}
+
+void finalize_recovery_mode_device(CFTypeRef cf) {
+  std::destroy_at(&static_cast<AMRecoveryModeDeviceRef>(const_cast<void*>(cf))->device);
+}
+
+CFRuntimeClass make_class(const char* name, void (*finalize)(CFTypeRef)) {
+  CFRuntimeClass result{};
+  result.className = name;
+  result.finalize = finalize;
+  return result;
+}
+
+/// An object of the type `id` whose part behind the CFRuntimeBase the caller constructs.
+template <typename Ref>
+Ref create_instance(CFTypeID id) {
+  const CFIndex extra_bytes = sizeof(std::remove_pointer_t<Ref>) - sizeof(CFRuntimeBase);
+  CFTypeRef const instance =
+      _CFRuntimeCreateInstance(kCFAllocatorDefault, id, extra_bytes, /*category=*/nullptr);
+  if (instance == nullptr) throw std::bad_alloc();
+  return static_cast<Ref>(const_cast<void*>(instance));
+}
+
+}  // namespace
+
+HandleContent::HandleContent(std::shared_ptr<Device> device, DeviceProperties properties) noexcept
+    : device_(std::move(device)), properties_(std::move(properties)) {}
+
+DeviceProperties HandleContent::properties() const {
+  const std::lock_guard lock(mutex_);
+  return properties_;
+}
+
+void HandleContent::set_properties(DeviceProperties properties) {
+  const std::lock_guard lock(mutex_);
+  properties_ = std::move(properties);
+}
+
+Owned<AMRestorableDeviceRef> make_restorable_device(std::shared_ptr<Device> device) {
+  static const CFRuntimeClass cls = make_class("AMRestorableDevice", finalize_restorable_device);
+  static const CFTypeID id = _CFRuntimeRegisterClass(&cls);
+  DeviceProperties properties = device->properties();
+  const AMRestorableDeviceRef handle = create_instance<AMRestorableDeviceRef>(id);
+  new (&handle->content) HandleContent(std::move(device), std::move(properties));
+  return Owned<AMRestorableDeviceRef>(handle);
+}
+
+Owned<AMRecoveryModeDeviceRef> make_recovery_mode_device(std::shared_ptr<Device> device) {
+  static const CFRuntimeClass cls =
+      make_class("AMRecoveryModeDevice", finalize_recovery_mode_device);
+  static const CFTypeID id = _CFRuntimeRegisterClass(&cls);
+  const AMRecoveryModeDeviceRef handle = create_instance<AMRecoveryModeDeviceRef>(id);
+  new (&handle->device) std::shared_ptr<Device>(std::move(device));
+  return Owned<AMRecoveryModeDeviceRef>(handle);
+}
+
+}  // namespace MobileDevice

@@ -1,0 +1,23 @@
+#include "library.h"
+
+#include <cstdlib>
+
+#include "../device_backend.h"
+#include "../simulator/simulator.h"
+
+namespace MobileDevice {
+namespace {
+
+std::unique_ptr<Backend> choose_backend() {
+  const char* const scenario = std::getenv("MOBILEDEVICE_SCENARIO");
+  return scenario != nullptr ? make_simulator(scenario) : make_device_backend();
+}
+
+}  // namespace
+
+Library& library() {
+  static Library& instance = *new Library(choose_backend());
+  return instance;
+}
+
+}  // namespace MobileDevice

@@ -1,0 +1,25 @@
+/// The one instance of everything behind the C API.
+#pragma once
+
+#include <memory>
+
+#include "../Backend.h"
+#include "log_file.h"
+#include "notification_center.h"
+
+namespace MobileDevice {
+
+struct Library {
+  explicit Library(std::unique_ptr<Backend> chosen)
+      : backend(std::move(chosen)), notification_center(*backend) {}
+
+  std::unique_ptr<Backend> backend;
+  NotificationCenter notification_center;
+  LogFile log_file;
+};
+
+/// Made at the first call, with the simulator for a backend if MOBILEDEVICE_SCENARIO names a
+/// scenario file. Never destroyed: threads of it still run while the process exits.
+Library& library();
+
+}  // namespace MobileDevice

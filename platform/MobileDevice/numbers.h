@@ -1,0 +1,29 @@
+/// The numbers that this library gives to what a restore does and to what goes wrong. Their texts
+/// are in framework/texts.cpp. Where the framework of macOS is known to use a number, ours is the
+/// same; the others are our own.
+#pragma once
+
+#include <MobileDevice/MobileDevice.h>
+
+namespace MobileDevice {
+
+/// What a restore does, under "Operation" in its status reports.
+enum Operation : int {
+  kOperationEnd = 0,  // of the whole restore, with progress 100
+  kOperationCheckBundle = 1,
+  kOperationPersonalizeBundle = 2,
+  kOperationEnterRestoreMode = 9,
+  kOperationCreateFileSystems = 10,
+  kOperationSendSystem = 11,
+  kOperationVerifySystem = 12,
+  kOperationUpdateFirmware = 13,
+  kOperationRestart = 14,
+};
+
+inline constexpr AMRError kAMRInvalidArgument{1};
+inline constexpr AMRError kAMRInternalError{2};
+inline constexpr AMRError kAMRLogFileNotOpened{3};
+inline constexpr AMRError kAMRDeviceLeft{4};
+inline constexpr AMRError kAMRCommandRefused{5};
+
+}  // namespace MobileDevice

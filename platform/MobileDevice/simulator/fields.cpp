@@ -1,0 +1,129 @@
+#include "fields.h"
+
+#include <fmt/format.h>
+
+#include <boost/lexical_cast/try_lexical_convert.hpp>
+#include <utility>
+
+#include "failure.h"
+#include "integers.h"
+
+namespace MobileDevice {
+namespace {
+
+constexpr std::int64_t longest_seconds = 1'000'000;
+
+bool is_text(CFTypeRef value, const char* text) {
+  const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
+  return string != nullptr && to_text(string) == text;
+}
+
+}  // namespace
+
+void Field::expected(const std::string& what) const {
+  throw Failure(FailureCode::scenario,
+                fmt::format("{}: {}{}expected {}{}", file, path, path.empty() ? "" : ": ", what,
+                            value == nullptr ? ", but the key is missing" : ""));
+}
+
+Field Field::at(CFTypeRef below, const std::string& step) const {
+  return {below, file, path + step, all_text};
+}
+
+std::string Field::text() const {
+  const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
+  if (string == nullptr) expected("a string");
+  return to_text(string);
+}
+
+bool Field::boolean() const {
+  if (all_text) {
+    if (is_text(value, "YES")) return true;
+    if (is_text(value, "NO")) return false;
+    expected("YES or NO");
+  }
+  const CFBooleanRef boolean = cast<CFBooleanRef>(value, CFBooleanGetTypeID());
+  if (boolean == nullptr) expected("a boolean");
+  return CFBooleanGetValue(boolean) != 0;
+}
+
+std::int64_t Field::integer(std::int64_t low, std::int64_t high) const {
+  const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
+  const std::optional<std::int64_t> number =
+      all_text && string != nullptr ? parse_integer(to_text(string)) : integer_in(value);
+  if (!number || *number < low || *number > high) {
+    expected(fmt::format("an integer from {} to {}", low, high));
+  }
+  return *number;
+}
+
+Seconds Field::seconds() const {
+  double number = -1;
+  const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
+  if (const CFNumberRef cf = cast<CFNumberRef>(value, CFNumberGetTypeID())) {
+    CFNumberGetValue(cf, kCFNumberFloat64Type, &number);
+  } else if (all_text && string != nullptr) {
+    if (!boost::conversion::try_lexical_convert(to_text(string), number)) number = -1;
+  }
+  if (!(number >= 0 && number <= longest_seconds)) {
+    expected(fmt::format("seconds, a number from 0 to {}", longest_seconds));
+  }
+  return Seconds(number);
+}
+
+CFDictionaryRef Field::dictionary() const {
+  const CFDictionaryRef dictionary = cast<CFDictionaryRef>(value, CFDictionaryGetTypeID());
+  if (dictionary == nullptr) expected("a dictionary");
+  return dictionary;
+}
+
+std::vector<Field> Field::elements() const {
+  const CFArrayRef array = cast<CFArrayRef>(value, CFArrayGetTypeID());
+  if (array == nullptr) expected("an array");
+  std::vector<Field> fields;
+  for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+    fields.push_back(at(CFArrayGetValueAtIndex(array, i), fmt::format("[{}]", i)));
+  }
+  return fields;
+}
+
+Fields::Fields(const Field& field) : field_(field) {
+  const CFDictionaryRef dictionary = field.dictionary();
+  const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
+  std::vector<const void*> keys(count);
+  std::vector<const void*> values(count);
+  CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+  for (std::size_t i = 0; i < count; ++i) {
+    const CFStringRef name = cast<CFStringRef>(keys[i], CFStringGetTypeID());
+    if (name == nullptr) field.expected("keys that are strings");
+    const std::string key = to_text(name);
+    rest_.emplace(key, below(key, values[i]));
+  }
+}
+
+Field Fields::below(const std::string& key, CFTypeRef value) const {
+  return field_.at(value, (field_.path.empty() ? "" : ".") + key);
+}
+
+Field Fields::take(const std::string& key) {
+  return take_if_present(key).value_or(below(key, nullptr));
+}
+
+std::optional<Field> Fields::take_if_present(const std::string& key) {
+  known_.push_back(key);
+  const auto found = rest_.find(key);
+  if (found == rest_.end()) return std::nullopt;
+  std::optional<Field> field = std::move(found->second);
+  rest_.erase(found);
+  return field;
+}
+
+void Fields::finish() const {
+  if (rest_.empty()) return;
+  const Field& unknown = rest_.begin()->second;
+  throw Failure(FailureCode::scenario,
+                fmt::format("{}: {}: unknown key, expected one of {}", unknown.file, unknown.path,
+                            fmt::join(known_, ", ")));
+}
+
+}  // namespace MobileDevice

@@ -1,0 +1,82 @@
+#include "plist_file.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <fstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace MobileDevice {
+namespace {
+
+constexpr std::size_t largest_file = 64 << 20;
+
+[[noreturn]] void fail(const std::string& file, const std::string& why) {
+  throw std::runtime_error(fmt::format("{}: {}", file, why));
+}
+
+std::string system_text(int error) { return std::generic_category().message(error); }
+
+/// What CoreFoundation has to say about a property list; takes over `error`.
+std::string why(CFErrorRef error) {
+  if (error == nullptr) return "unknown error";
+  const Owned<CFErrorRef> owner(error);
+  const Owned<CFDictionaryRef> info(CFErrorCopyUserInfo(error));
+  const CFStringRef details = cast<CFStringRef>(
+      CFDictionaryGetValue(info.get(), CFSTR("NSDebugDescription")), CFStringGetTypeID());
+  if (details != nullptr) return to_text(details);
+  return to_text(Owned<CFStringRef>(CFErrorCopyDescription(error)).get());
+}
+
+std::vector<UInt8> read_file(const std::string& file) {
+  errno = 0;
+  std::ifstream stream(file, std::ios::binary);
+  std::vector<UInt8> bytes;
+  std::array<char, 65536> buffer;
+  while (stream) {
+    stream.read(buffer.data(), buffer.size());
+    bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + stream.gcount());
+    if (bytes.size() > largest_file) fail(file, "larger than 64 MiB");
+  }
+  if (!stream.eof()) fail(file, system_text(errno));
+  return bytes;
+}
+
+}  // namespace
+
+Plist parse_plist(const std::vector<UInt8>& bytes) {
+  const Owned<CFDataRef> data(CFDataCreateWithBytesNoCopy(
+      kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()), kCFAllocatorNull));
+  Plist plist{};
+  CFErrorRef error = nullptr;
+  plist.value.reset(CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
+                                                 kCFPropertyListImmutable, &plist.format, &error));
+  if (plist.value == nullptr) throw std::runtime_error("not a property list: " + why(error));
+  return plist;
+}
+
+Plist read_plist_file(const std::string& file) {
+  const std::vector<UInt8> bytes = read_file(file);
+  try {
+    return parse_plist(bytes);
+  } catch (const std::runtime_error& failure) {
+    fail(file, failure.what());
+  }
+}
+
+void write_plist_file(CFPropertyListRef value, const std::string& file) {
+  CFErrorRef error = nullptr;
+  const Owned<CFDataRef> data(CFPropertyListCreateData(
+      kCFAllocatorDefault, value, kCFPropertyListXMLFormat_v1_0, /*options=*/0, &error));
+  if (data == nullptr) fail(file, why(error));
+  errno = 0;
+  std::ofstream stream(file, std::ios::binary | std::ios::trunc);
+  stream.write(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+               CFDataGetLength(data.get()));
+  stream.close();
+  if (!stream) fail(file, system_text(errno));
+}
+
+}  // namespace MobileDevice

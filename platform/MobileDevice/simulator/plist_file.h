@@ -1,0 +1,25 @@
+/// Whole property-list files.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "../cf.h"
+
+namespace MobileDevice {
+
+struct Plist {
+  Owned<CFPropertyListRef> value;
+  CFPropertyListFormat format;
+};
+
+/// @throws std::runtime_error  says why the bytes hold no property list.
+Plist parse_plist(const std::vector<UInt8>& bytes);
+
+/// @throws std::runtime_error  also when the file can't be read or is larger than 64 MiB.
+Plist read_plist_file(const std::string& file);
+
+/// @throws std::runtime_error  says why the value can't be written as XML to the file.
+void write_plist_file(CFPropertyListRef value, const std::string& file);
+
+}  // namespace MobileDevice

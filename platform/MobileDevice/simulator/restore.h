@@ -1,0 +1,28 @@
+/// What a simulated device does when it is restored.
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include "../Backend.h"
+#include "scenario.h"
+#include "timeline.h"
+
+namespace MobileDevice {
+
+/// Waits until then; false as soon as the device leaves.
+using StayUntil = std::function<bool(Clock::time_point)>;
+
+/// Delivers the reports as they stand, each at its time. Blocks.
+void play_script(const std::vector<ScriptedStatus>& script, const StatusReceiver& receiver);
+
+/// The built-in course: checks the bundle that `options` name, writes the personalized one and
+/// reports progress for `duration` (longer if checking takes longer). Whatever goes wrong is in
+/// the last report. Blocks.
+void run_course(const DeviceProperties& device, CFDictionaryRef options, Seconds duration,
+                const StayUntil& stay_until, const StatusReceiver& receiver);
+
+/// The one report of a restore of a device that isn't attached.
+void report_absence(const StatusReceiver& receiver);
+
+}  // namespace MobileDevice

@@ -1,0 +1,38 @@
+/// Events at their time.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <map>
+#include <mutex>
+
+namespace MobileDevice {
+
+using Clock = std::chrono::steady_clock;
+using Seconds = std::chrono::duration<double>;
+
+/// The point in time that lies `seconds` behind `start`.
+inline Clock::time_point after(Clock::time_point start, Seconds seconds) {
+  return start + std::chrono::duration_cast<Clock::duration>(seconds);
+}
+
+/// Runs events when they are due, one at a time, those due together in the order in which they
+/// were added. Once its thread runs it lives until the process ends.
+class Timeline {
+ public:
+  using Event = std::function<void()>;
+
+  void add(Clock::time_point due, Event event);
+  /// Starts the thread. @throws std::system_error
+  void start();
+
+ private:
+  void run();
+
+  std::mutex mutex_;
+  std::condition_variable added_;
+  std::multimap<Clock::time_point, Event> events_;
+};
+
+}  // namespace MobileDevice
