@@ -81,7 +81,7 @@ CFIndex sized_type(CFNumberType type) noexcept {
 }
 
 CFNumberRef create_integer(CFAllocatorRef allocator, CFIndex type, std::int64_t value) noexcept {
-  if (value >= kFirstShared && value <= kLastShared) {
+  if (type != kUnsigned64 && value >= kFirstShared && value <= kLastShared) {
     return &shared_integers[static_cast<std::size_t>(value - kFirstShared)];
   }
   __CFNumber* const number =
