@@ -3,6 +3,7 @@
 /// count. A count of 0 marks an immortal object.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -26,10 +27,13 @@ constexpr CFRuntimeBase new_base(CFTypeID type, Flags flags = 0) {
   return {0, kOneReference | std::uint64_t{type} << kTypeShift | flags};
 }
 
+inline std::atomic_ref<std::uint64_t> info_of(const CFRuntimeBase& base) noexcept {
+  return std::atomic_ref(const_cast<CFRuntimeBase&>(base)._cfinfoa);
+}
+
 /// The type's flags, fixed when the object is made.
 inline Flags flags_of(const CFRuntimeBase& base) noexcept {
-  // The count beside them changes under other threads, so even this is an atomic read.
-  return static_cast<Flags>(__atomic_load_n(&base._cfinfoa, __ATOMIC_RELAXED));
+  return static_cast<Flags>(info_of(base).load(std::memory_order_relaxed));
 }
 
 /// A new object with one reference and `trailing` bytes behind it, all but the base

@@ -28,10 +28,9 @@ const CFRuntimeClass* class_of_type(CFTypeID type_id) noexcept {
 }
 
 /// The info word of an object that a caller handed in; `null_message` is for one who handed NULL.
-std::atomic_ref<std::uint64_t> info_of(CFTypeRef cf, const char* null_message) noexcept {
+std::atomic_ref<std::uint64_t> checked_info(CFTypeRef cf, const char* null_message) noexcept {
   if (cf == nullptr) cf::fatal(null_message);
-  return std::atomic_ref(
-      const_cast<CFRuntimeBase*>(static_cast<const CFRuntimeBase*>(cf))->_cfinfoa);
+  return cf::info_of(*static_cast<const CFRuntimeBase*>(cf));
 }
 
 CFTypeID type_in(std::uint64_t info) noexcept {
@@ -80,7 +79,7 @@ CFTypeRef _CFRuntimeCreateInstance(CFAllocatorRef allocator, CFTypeID type_id, C
 }
 
 CFTypeRef CFRetain(CFTypeRef cf) {
-  const std::atomic_ref<std::uint64_t> info = info_of(cf, "CFRetain() called with NULL");
+  const std::atomic_ref<std::uint64_t> info = checked_info(cf, "CFRetain() called with NULL");
   if (count_in(info.load(std::memory_order_relaxed)) != 0) {
     info.fetch_add(kOneReference, std::memory_order_relaxed);
   }
@@ -88,7 +87,7 @@ CFTypeRef CFRetain(CFTypeRef cf) {
 }
 
 void CFRelease(CFTypeRef cf) {
-  const std::atomic_ref<std::uint64_t> info = info_of(cf, "CFRelease() called with NULL");
+  const std::atomic_ref<std::uint64_t> info = checked_info(cf, "CFRelease() called with NULL");
   if (count_in(info.load(std::memory_order_relaxed)) == 0) return;
   const std::uint64_t before = info.fetch_sub(kOneReference, std::memory_order_acq_rel);
   if (count_in(before) != 1) return;
@@ -100,13 +99,14 @@ void CFRelease(CFTypeRef cf) {
 
 CFIndex CFGetRetainCount(CFTypeRef cf) {
   const std::uint64_t info =
-      info_of(cf, "CFGetRetainCount() called with NULL").load(std::memory_order_relaxed);
+      checked_info(cf, "CFGetRetainCount() called with NULL").load(std::memory_order_relaxed);
   const std::uint64_t count = count_in(info);
   return count == 0 ? std::numeric_limits<CFIndex>::max() : static_cast<CFIndex>(count);
 }
 
 CFTypeID CFGetTypeID(CFTypeRef cf) {
-  return type_in(info_of(cf, "CFGetTypeID() called with NULL").load(std::memory_order_relaxed));
+  return type_in(
+      checked_info(cf, "CFGetTypeID() called with NULL").load(std::memory_order_relaxed));
 }
 
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {

@@ -1,0 +1,154 @@
+#include <CoreFoundation/CFRuntime.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <barrier>
+#include <deque>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "value_test_support.h"
+
+namespace {
+
+using cf::Owned;
+
+constexpr int kThreads = 4;
+
+/// Runs `work(thread number)` on kThreads threads that start together.
+template <typename Work>
+void run_together(const Work& work) {
+  std::barrier start(kThreads);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&start, &work, i] {
+      start.arrive_and_wait();
+      work(i);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+/// An object to which each thread has written before it gave its reference back.
+struct Ledger {
+  CFRuntimeBase base;
+  int entries[kThreads];
+};
+
+std::atomic<int> finalized = 0;
+std::atomic<int> sum = 0;
+
+void finalize_ledger(CFTypeRef cf) {
+  // A finalizer may pass its object around.
+  CFRelease(CFRetain(cf));
+  for (const int entry : static_cast<const Ledger*>(cf)->entries) sum += entry;
+  ++finalized;
+}
+
+const CFRuntimeClass ledger_class = {.className = "Ledger", .finalize = finalize_ledger};
+
+Ledger* create_ledger(CFTypeID type_id) {
+  return static_cast<Ledger*>(const_cast<void*>(_CFRuntimeCreateInstance(
+      kCFAllocatorDefault, type_id, sizeof(Ledger) - sizeof(CFRuntimeBase), nullptr)));
+}
+
+TEST(Runtime, RegisteredTypesBehaveLikeBuiltInOnes) {
+  static const CFRuntimeClass whole_class = {
+      .className = "Whole",
+      .init = [](CFTypeRef cf) { static_cast<Ledger*>(const_cast<void*>(cf))->entries[0] = 7; },
+      .equal = [](CFTypeRef, CFTypeRef) -> Boolean { return true; },
+      .hash = [](CFTypeRef) -> CFHashCode { return 5; },
+      .copyDebugDesc = [](CFTypeRef) -> CFStringRef { return CFSTR("a whole"); },
+  };
+  const CFTypeID type_id = _CFRuntimeRegisterClass(&whole_class);
+  const CFTypeID plain_type_id = _CFRuntimeRegisterClass(&ledger_class);
+  const Owned<CFTypeRef> a(create_ledger(type_id));
+  const Owned<CFTypeRef> b(create_ledger(type_id));
+  const Owned<CFTypeRef> plain(create_ledger(plain_type_id));
+  const Owned<CFTypeRef> other_plain(create_ledger(plain_type_id));
+  EXPECT_EQ(CFGetTypeID(a.get()), type_id);
+  EXPECT_EQ(reinterpret_cast<std::uintptr_t>(a.get()) % 16, 0U);
+  EXPECT_EQ(static_cast<const Ledger*>(a.get())->entries[0], 7);
+  EXPECT_EQ(static_cast<const Ledger*>(a.get())->entries[1], 0);
+  EXPECT_TRUE(CFEqual(a.get(), b.get()));
+  EXPECT_FALSE(CFEqual(a.get(), plain.get()));
+  EXPECT_FALSE(CFEqual(plain.get(), other_plain.get()));
+  EXPECT_EQ(CFHash(a.get()), 5U);
+  EXPECT_EQ(cf::described(a.get()), "a whole");
+  EXPECT_EQ(cf::described(plain.get()), "<Ledger 0xP [0xP]>");
+
+  EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, cf::kNotAType, 0, nullptr), nullptr);
+  EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, 60'000, 0, nullptr), nullptr);
+  EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, type_id, -1, nullptr), nullptr);
+  EXPECT_EQ(CFCopyTypeIDDescription(60'000), nullptr);
+}
+
+TEST(Runtime, TheLastOfManyReleasesFinalizesOnce) {
+  constexpr int kObjects = 200;
+  constexpr int kRounds = 50;
+  const CFTypeID type_id = _CFRuntimeRegisterClass(&ledger_class);
+  finalized = 0;
+  sum = 0;
+  std::vector<Ledger*> ledgers;
+  for (int i = 0; i < kObjects; ++i) {
+    ledgers.push_back(create_ledger(type_id));
+    for (int thread = 1; thread < kThreads; ++thread) CFRetain(ledgers.back());
+  }
+  run_together([&ledgers](int thread) {
+    for (Ledger* const ledger : ledgers) {
+      for (int round = 0; round < kRounds; ++round) CFRetain(ledger);
+      for (int round = 0; round < kRounds; ++round) CFRelease(ledger);
+      ledger->entries[thread] = 1;
+      CFRelease(ledger);
+    }
+  });
+  EXPECT_EQ(finalized, kObjects);
+  EXPECT_EQ(sum, kObjects * kThreads);
+}
+
+TEST(Runtime, ThreadsAgreeOnConstantStringsAndHashes) {
+  std::deque<std::string> texts[kThreads];  // the texts of constants must stay where they are
+  std::vector<CFStringRef> constants[kThreads];
+  std::vector<CFHashCode> hashes[kThreads];
+  run_together([&](int thread) {
+    for (int i = 0; i < 3000; ++i) {
+      const std::string& text = texts[thread].emplace_back("shared constant " + std::to_string(i));
+      constants[thread].push_back(__CFStringMakeConstantString(text.c_str()));
+      hashes[thread].push_back(CFHash(constants[thread].back()));
+    }
+  });
+  for (int thread = 1; thread < kThreads; ++thread) {
+    EXPECT_EQ(constants[thread], constants[0]);
+    EXPECT_EQ(hashes[thread], hashes[0]);
+  }
+  EXPECT_EQ(std::set(constants[0].begin(), constants[0].end()).size(), constants[0].size());
+}
+
+TEST(Runtime, TypesAreRegisteredAndUsedFromManyThreads) {
+  constexpr int kTypes = 40;
+  static CFRuntimeClass classes[kThreads][kTypes];
+  static std::string names[kThreads][kTypes];
+  CFTypeID type_ids[kThreads][kTypes];
+  run_together([&](int thread) {
+    for (int i = 0; i < kTypes; ++i) {
+      names[thread][i] = "Type" + std::to_string(thread) + '-' + std::to_string(i);
+      classes[thread][i].className = names[thread][i].c_str();
+      type_ids[thread][i] = _CFRuntimeRegisterClass(&classes[thread][i]);
+      const Owned<CFTypeRef> object(
+          _CFRuntimeCreateInstance(kCFAllocatorDefault, type_ids[thread][i], 8, nullptr));
+      EXPECT_EQ(cf::described(object.get()), '<' + names[thread][i] + " 0xP [0xP]>");
+    }
+  });
+  const std::set<CFTypeID> distinct(&type_ids[0][0], &type_ids[0][0] + kThreads * kTypes);
+  EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kTypes));
+  EXPECT_GE(*distinct.begin(), CFTypeID{cf::kFirstRegistered});
+}
+
+TEST(RuntimeDeathTest, NullEndsTheProcess) {
+  EXPECT_DEATH(CFRelease(nullptr), "CoreFoundation: CFRelease\\(\\) called with NULL");
+  EXPECT_DEATH(CFRetain(nullptr), "CFRetain\\(\\) called with NULL");
+  EXPECT_DEATH(CFEqual(kCFNull, nullptr), "CFEqual\\(\\) called with NULL");
+}
+
+}  // namespace
