@@ -18,7 +18,7 @@ namespace MobileDevice::usb {
 namespace {
 
 constexpr std::chrono::seconds kDepartureTimeout(2);
-/// Both modes have it; who holds it has the device to himself.
+/// Both modes have it; who holds it has the device alone.
 constexpr int kCommandInterface = 0;
 
 /// A command of the boot loader's console, NUL and all: a vendor request to the device.
@@ -31,10 +31,11 @@ int send_command(libusb_device_handle* handle, std::string_view command) {
   return result < 0 ? result : 0;
 }
 
-/// What a device that goes down at once may make of the transfer that tells it to.
-bool may_have_obeyed(int libusb_result) {
-  return libusb_result == 0 || libusb_result == LIBUSB_ERROR_NO_DEVICE ||
-         libusb_result == LIBUSB_ERROR_PIPE || libusb_result == LIBUSB_ERROR_TIMEOUT;
+/// What becomes of the transfer that tells a device to go down, when it does so at once: it may be
+/// gone, refuse or keep silent, or leave the answer half sent, which is an I/O error.
+bool may_have_obeyed(int libusb_error) {
+  return libusb_error == LIBUSB_ERROR_NO_DEVICE || libusb_error == LIBUSB_ERROR_PIPE ||
+         libusb_error == LIBUSB_ERROR_TIMEOUT || libusb_error == LIBUSB_ERROR_IO;
 }
 
 }  // namespace

@@ -27,7 +27,7 @@ AMRError amr_error(int libusb_result) {
 std::optional<std::string> usb_error_text(int number) {
   switch (number) {
     case kAMRUsbFailed:
-      return "The USB failed; unplug the device, plug it in again and retry";
+      return "USB communication failed; unplug the device, plug it in again and retry";
     case kAMRUsbNoPermission:
       return "No permission to open the device; install the udev rule 70-korvrestore.rules and "
              "plug the device in again";
