@@ -48,7 +48,7 @@ class DriveTest(ProgramTest):
         self.assertEqual(drive.returncode, status, stdout + stderr)
         self.assertEqual(os.listdir(self.scratch), [])
         table = stdout.rpartition("\n\n")[2]
-        return dict(line.split("  ", 1) for line in table.splitlines()), stderr
+        return dict(line.split("  ", 1) for line in table.split("\n") if line), stderr
 
     def test_every_device_has_its_result(self):
         results, stderr = self.finish(self.start_drive(PRESENT), 0)
