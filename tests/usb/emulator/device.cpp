@@ -128,9 +128,9 @@ Answer answer_control(Device& device, std::span<const std::uint8_t> transfer) {
     return answer;
   }
   answer.data.clear();
-  if (fault == "hang") answer.never = true;
-  if (fault == "gone") device.gone = true;
-  answer.status = fault == "gone" ? -ESHUTDOWN : fault == "garble" ? -EPROTO : -EPIPE;
+  answer.never = fault.starts_with("hang");
+  answer.status = fault.starts_with("garble") ? -EPROTO : -EPIPE;
+  answer.leaves = fault.ends_with("-and-leave");
   return answer;
 }
 

@@ -56,7 +56,8 @@ struct Answer {
   std::string result = "ok";       ///< likewise
   int status = 0;                  ///< 0 or a negative errno value
   bool never = false;              ///< no end until it is discarded or the device leaves
-  bool reboots = false;            ///< the device goes down and comes back
+  bool leaves = false;             ///< the device goes away
+  bool reboots = false;            ///< the device goes away and comes back
   std::vector<std::uint8_t> data;  ///< for the host
 };
 

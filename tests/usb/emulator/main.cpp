@@ -17,14 +17,17 @@
 //   remove PORT                   unplugs it
 //   fault PORT ACTION COUNT OPERATION
 //                                 the next COUNT operations (0: all) that begin with OPERATION end
-//                                 in ACTION: stall, hang, gone (unplugged meanwhile), garble (a
-//                                 protocol error); busy or unconfigured for "claim"; for "open"
-//                                 swap: another device has taken its place and no one was told
+//                                 in ACTION: stall, hang, garble (a protocol error), each perhaps
+//                                 with -and-leave (the device is unplugged meanwhile); busy or
+//                                 unconfigured for "claim"; for "open" swap: another device has
+//                                 taken its place and no one was told
 //   swap-serial PORT VALUE        the serial string of that other device (%20 for a blank)
 //   after-reboot PORT MODE MS     how and when it comes back; MODE may be none. By itself it comes
 //                                 back in Recovery after 200 ms unless auto-boot is saved as true
 //   chmod PORT MODE               of the device node, octal. 0666 at first. Root is not stopped
 //   environment PORT              prints the saved variables
+//   sync                          does nothing: what was seen before it is printed before its
+//   "done"
 //
 // Whatever a device sees is one line, "usb PORT OPERATION -> RESULT"; OPERATION is the text of a
 // command, "string:INDEX", "open", "claim NUMBER", or what it didn't understand. The end of input
@@ -115,7 +118,7 @@ void run_line(Bench& bench, const std::string& line) {
     words >> command >> port;
     if (command == "add") {
       add(bench, port, words);
-    } else {
+    } else if (command != "sync") {
       const std::shared_ptr<Device> device = bench.at_port(port);
       if (!device) throw std::invalid_argument("no device at " + port);
       act_on(bench, device, command, words);

@@ -28,7 +28,6 @@ Owned<UMockdevIoctlData> argument_of(UMockdevIoctlClient* client, std::size_t si
 
 Usbfs::Usbfs() : handler_(umockdev_ioctl_base_new()) {
   g_signal_connect(handler_.get(), "handle-ioctl", G_CALLBACK(on_ioctl), this);
-  g_signal_connect(handler_.get(), "client-vanished", G_CALLBACK(on_vanished), this);
 }
 
 gboolean Usbfs::on_ioctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self) {
@@ -37,12 +36,6 @@ gboolean Usbfs::on_ioctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpoint
   const int error = usbfs->answer(client);
   umockdev_ioctl_client_complete(client, error == 0 ? 0 : -1, error);
   return TRUE;
-}
-
-void Usbfs::on_vanished(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self) {
-  Usbfs* const usbfs = static_cast<Usbfs*>(self);
-  const std::lock_guard<std::mutex> lock(usbfs->bench_->mutex);
-  usbfs->urbs_.remove_if([&](const Urb& urb) { return urb.client.get() == client; });
 }
 
 int Usbfs::answer(UMockdevIoctlClient* client) {
@@ -97,7 +90,7 @@ int Usbfs::submit(const std::shared_ptr<Device>& device, UMockdevIoctlClient* cl
       resolve(data.get(), G_STRUCT_OFFSET(usbdevfs_urb, buffer), size);
   Answer answer = answer_control(*device, {buffer->data, size});
   report(*device, answer.operation, answer.result);
-  if (device->gone || answer.reboots) bench_->unplug_soon(device, answer.reboots);
+  if (answer.leaves || answer.reboots) bench_->unplug_soon(device, answer.reboots);
   const bool to_host = (buffer->data[0] & 0x80) != 0;
   const std::size_t transferred = answer.status != 0 ? 0 : to_host ? answer.data.size() : size - 8;
   // The reference to `data` keeps its address in the program from being matched to another.

@@ -33,7 +33,6 @@ class Usbfs {
 
  private:
   static gboolean on_ioctl(UMockdevIoctlBase* handler, UMockdevIoctlClient* client, gpointer self);
-  static void on_vanished(UMockdevIoctlBase* handler, UMockdevIoctlClient* client, gpointer self);
   /// 0 or an errno value.
   int answer(UMockdevIoctlClient* client);
   int capabilities(Device& device, UMockdevIoctlData* argument);
@@ -44,7 +43,7 @@ class Usbfs {
 
   Owned<UMockdevIoctlBase> handler_;
   Bench* bench_ = nullptr;
-  std::list<Urb> urbs_;  // of the thread that answers
+  std::list<Urb> urbs_;  // of the thread that answers; those of ended programs stay
 };
 
 }  // namespace emulator

@@ -1,0 +1,123 @@
+"""Emulated USB devices, and the program run against them."""
+
+import io
+import os
+import pathlib
+import queue
+import re
+import subprocess
+import tempfile
+import threading
+import unittest
+
+from support.messages import messages
+from support.program import PATIENCE, PROGRAM, Result
+
+EMULATOR = os.environ["USB_EMULATOR"]
+ECID = "001A2B3C4D5E6F70"  # of an emulated device that was given no other
+INFO = ("--device-info", "--detect-timeout", str(PATIENCE), "--ecid")
+EXIT_RECOVERY = ("--exit-recovery", "--detect-timeout", str(PATIENCE), "--ecid")
+STAY_IN_RECOVERY = ("--no-exit-recovery", "--detect-timeout", str(PATIENCE), "--ecid")
+
+
+def preload(program) -> str:
+    """The LD_PRELOAD that shows the emulated machine to `program`. A sanitizer's runtime wants to
+    be the first library of all."""
+    libraries = subprocess.run(["ldd", program], capture_output=True, text=True, check=True).stdout
+    sanitizers = re.findall(r"=> (\S*/lib[at]san\.so\S*)", libraries)
+    return " ".join([*sanitizers, "libumockdev-preload.so.0"])
+
+
+class Emulator:
+    """See emulator/main.cpp for the commands."""
+
+    def __init__(self):
+        self.process = subprocess.Popen(
+            [EMULATOR],
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+            env=os.environ | {"LD_PRELOAD": preload(EMULATOR)},
+            text=True,
+            bufsize=1,
+        )
+        self.seen = []  # what the devices saw
+        self.said = []  # everything else
+        self._unread = queue.SimpleQueue()
+        threading.Thread(target=self._read, daemon=True).start()
+        folder = self.wait_for("UMOCKDEV_DIR=").partition("=")[2]
+        self.environment = {"UMOCKDEV_DIR": folder, "LD_PRELOAD": preload(PROGRAM)}
+
+    def _read(self):
+        for line in self.process.stdout:
+            self._unread.put(line.rstrip("\n"))
+        self._unread.put("")
+
+    def wait_for(self, *beginnings) -> str:
+        """The next line that begins so."""
+        while line := self._unread.get(timeout=PATIENCE):
+            if line.startswith("usb "):
+                self.seen.append(line.removeprefix("usb "))
+            else:
+                self.said.append(line)
+            if line.startswith(beginnings):
+                return line
+        raise AssertionError(f"the emulator ended ({self.process.wait()}); is umockdev installed?")
+
+    def command(self, *words):
+        print(*words, file=self.process.stdin, flush=True)
+        answer = self.wait_for("done", "error")
+        if answer != "done":
+            raise AssertionError(f"{words}: {answer}")
+
+    def seen_by(self, port) -> list:
+        """What this device has seen up to now."""
+        self.command("sync")
+        return [line.removeprefix(port + " ") for line in self.seen if line.startswith(port + " ")]
+
+    def close(self):
+        self.process.stdin.close()
+        status = self.process.wait(PATIENCE)
+        self.process.stdout.close()
+        if status != 0:
+            raise AssertionError(f"the emulator ended with {status}")
+
+
+class UsbTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.usb = Emulator()
+        self.addCleanup(self.usb.close)
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        self.directory.chmod(0o755)
+
+    def start(self, *arguments, program=PROGRAM, prefix=()) -> subprocess.Popen:
+        environment = os.environ | self.usb.environment
+        environment.pop("MOBILEDEVICE_SCENARIO", None)
+        return subprocess.Popen(
+            [*prefix, program, *arguments],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            env=environment,
+        )
+
+    def finish(self, process, status=0) -> Result:
+        try:
+            stdout, stderr = process.communicate(timeout=PATIENCE)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.communicate()
+            raise
+        stderr = stderr.decode()
+        self.assertEqual(process.returncode, status, stderr)
+        return Result(status, list(messages(io.BytesIO(stdout).read)), stderr)
+
+    def run_program(self, *arguments, status=0, **options) -> Result:
+        return self.finish(self.start(*arguments, **options), status)
+
+    def list_devices(self) -> list:
+        """The arrivals are delivered in the first of the two seconds."""
+        [(kind, value)] = self.run_program("--list-devices", "--detect-timeout", "2").messages
+        self.assertEqual(kind, "DeviceList")
+        return value

@@ -1,0 +1,125 @@
+"""The commands to a device in Recovery: what it gets to see, and what a person is told."""
+
+import os
+import pathlib
+import shutil
+
+from support.program import PROGRAM, error
+from usb.bench import ECID, EXIT_RECOVERY, INFO, STAY_IN_RECOVERY, UsbTest
+
+SUCCESS = [("CommandSuccess", True)]
+OPENING = ["open -> ok", "claim 0 -> ok"]
+SETENV_ON = "setenv auto-boot true"
+SETENV_OFF = "setenv auto-boot false"
+
+TEXTS = {
+    "stall": "The device refused the command; put it into Recovery again and retry",
+    "hang": "The device did not answer in time; unplug it, plug it in again and retry",
+    "garble": "USB communication failed; unplug the device, plug it in again and retry",
+    "hang-and-leave": "The device has left; plug it in again and retry",
+    "busy": "Another program holds the device; end that program and retry",
+    "no permission": "No permission to open the device; install the udev rule "
+    "70-korvrestore.rules and plug the device in again",
+}
+
+
+class RecoveryTest(UsbTest):
+    def setUp(self):
+        super().setUp()
+        # A neighbour that answers nothing any more: it is never asked, and so delays nobody.
+        self.usb.command("add 1-9 recovery ecid=0000000000000099")
+        self.usb.command("fault 1-9 hang 0 ")
+        self.usb.command("add 1-1 recovery")
+
+    def tearDown(self):
+        self.assertEqual(self.usb.seen_by("1-9"), [])
+
+    def assert_refused(self, arguments, failure, text, **options):
+        result = self.run_program(*arguments, ECID, status=6, **options)
+        self.assertEqual(result.messages, [error(6, f"{failure} command failed ({text})")])
+
+    def assert_seen(self, *expected):
+        self.assertEqual(self.usb.seen_by("1-1"), [*expected])
+        self.usb.seen.clear()
+
+    def test_stays_in_recovery(self):
+        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
+        self.assert_seen(*OPENING, f"{SETENV_OFF} -> ok", "saveenv -> ok")
+        self.usb.command("environment 1-1")
+        self.assertIn("saved 1-1 auto-boot=false", self.usb.said)
+
+    def test_leaves_recovery_and_is_found_again(self):
+        self.usb.command("after-reboot 1-1 recovery 100")
+        for _ in range(2):
+            self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
+            self.usb.wait_for("plugged 1-1")
+            self.assert_seen(
+                *OPENING, f"{SETENV_ON} -> ok", "saveenv -> ok", *OPENING, "reboot -> ok"
+            )
+            self.usb.command("after-reboot 1-1 dfu 100")
+        [(_, value)] = self.run_program(*INFO, ECID).messages
+        self.assertEqual(value["ProductID"], 0x1227)
+
+    def test_stops_at_the_first_that_fails(self):
+        saved = [*OPENING, f"{SETENV_ON} -> ok", "saveenv -> ok", *OPENING]
+        steps = {  # what comes before the command that fails
+            SETENV_ON: ("SetAutoBoot", OPENING),
+            "saveenv": ("SetAutoBoot", [*OPENING, f"{SETENV_ON} -> ok"]),
+            "reboot": ("Reboot", saved),
+        }
+        for command, (failure, before) in steps.items():
+            for action in ("stall", "hang", "garble", "hang-and-leave"):
+                with self.subTest(command=command, action=action):
+                    self.usb.command(f"fault 1-1 {action} 1 {command}")
+                    if (command, action) == ("reboot", "hang-and-leave"):
+                        self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
+                    else:
+                        self.assert_refused(EXIT_RECOVERY, failure, TEXTS[action])
+                    discarded = [f"{command} -> discarded"] if action == "hang" else []
+                    self.assert_seen(*before, f"{command} -> {action}", *discarded)
+                    if action == "hang-and-leave":
+                        self.usb.command("add 1-1 recovery")
+
+    def test_reboots_also_if_the_answer_is_lost(self):
+        for action in ("stall-and-leave", "garble-and-leave", "hang-and-leave"):
+            with self.subTest(action):
+                self.usb.command(f"fault 1-1 {action} 1 reboot")
+                self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
+                self.usb.command("sync")
+                self.usb.command("add 1-1 recovery")
+
+    def test_holds_the_device_alone(self):
+        self.usb.command("fault 1-1 busy 1 claim")
+        self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["busy"])
+        self.assert_seen("open -> ok", "claim 0 -> busy")
+        self.usb.command("fault 1-1 unconfigured 1 claim")
+        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
+
+    def test_leaves_another_device_in_its_place_alone(self):
+        self.usb.command("swap-serial 1-1 CPID:8020%20ECID:0000000000000022")
+        self.usb.command("fault 1-1 swap 1 open")
+        self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["hang-and-leave"])
+        self.assert_seen("open -> swap")
+
+    def test_asks_who_it_is_if_sysfs_does_not_know(self):
+        self.usb.command("remove 1-1")
+        self.usb.command("add 1-1 recovery sysfs=no")
+        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
+        self.assert_seen(
+            *["open -> ok", "string:4 -> ok", "string:3 -> ok"],
+            *["open -> ok", "string:4 -> ok", "claim 0 -> ok"],
+            *[f"{SETENV_OFF} -> ok", "saveenv -> ok"],
+        )
+
+    def test_needs_permission_for_commands_alone(self):
+        """Nobody can see devices, but not open one whose node is root's."""
+        options = {}
+        if os.geteuid() == 0:
+            copy = shutil.copy(PROGRAM, self.directory / pathlib.Path(PROGRAM).name)
+            as_nobody = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
+            options = {"program": copy, "prefix": as_nobody}
+        self.usb.command("chmod 1-1 0")
+        self.assertEqual(self.run_program(*INFO, ECID, **options).messages[0][0], "DeviceInfo")
+        self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["no permission"], **options)
+        self.usb.command("chmod 1-1 666")
+        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID, **options).messages, SUCCESS)
