@@ -1,0 +1,24 @@
+"""Makes firmware bundles, whole ones and damaged ones."""
+
+import plistlib
+import zipfile
+
+CHIP, BOARD = 0x8020, 0x0E
+IMAGE = bytes(range(256)) * 256
+
+
+def write_ipsw(path, chip=CHIP, board=BOARD, manifest=True) -> None:
+    identity = {"ApChipID": f"0x{chip:04X}", "ApBoardID": f"0x{board:02X}", "Manifest": {}}
+    infos = [{"Info": {"RestoreBehavior": behavior}} for behavior in ("Update", "Erase")]
+    identities = [identity | info for info in infos]
+    with zipfile.ZipFile(path, "w") as archive:
+        if manifest:
+            archive.writestr("BuildManifest.plist", plistlib.dumps({"BuildIdentities": identities}))
+        archive.writestr("system.dmg", IMAGE)
+
+
+def damage(path) -> None:
+    """Changes one byte of the stored image, so that its checksum is wrong."""
+    content = bytearray(path.read_bytes())
+    content[content.index(IMAGE) + len(IMAGE) // 2] ^= 1
+    path.write_bytes(content)

@@ -1,0 +1,122 @@
+"""Starts the built program as its callers do, and collects what it says."""
+
+import dataclasses
+import io
+import os
+import pathlib
+import plistlib
+import re
+import signal
+import subprocess
+import tempfile
+import unittest
+
+from support.messages import messages
+
+PROGRAM = os.environ["KORVRESTORE"]
+PATIENCE = 300  # seconds; a process that takes longer hangs
+FOUND = ("--detect-timeout", str(PATIENCE))  # for devices that come: the wait ends as they do
+
+DESCRIPTIONS = {
+    1: "Unknown error",
+    2: "Invalid argument",
+    3: "Bad command",
+    4: "Bad ECID specified",
+    5: "Device is in bad state",
+    6: "Recovery mode command failed",
+    7: "Restore did not complete before timeout expired",
+    8: "Read error",
+}
+CALLBACKS = ("deviceNotificationCallback", "restoreCallback")
+SPEAKERS = CALLBACKS + (
+    "device_notifier_state",
+    "~device_notifier_state",
+    "waitForCompletion",
+    "waitForDevice",
+    "operateOnRecoveryDevice",
+    "print_value",
+)
+
+
+def error(code, reason) -> tuple:
+    """The message about an error of the tool's own."""
+    value = {"Domain": "korvrestore", "Code": code, "Description": DESCRIPTIONS[code]}
+    return "InternalError", value | {"FailureReason": reason}
+
+
+@dataclasses.dataclass
+class Result:
+    status: int
+    messages: list  # of (Type, Value)
+    stderr: str
+
+    def debug_lines(self, *speakers) -> list:
+        """In order, what these functions said, or else all but the callbacks, which run on other
+        threads. HANDLE stands for each pointer."""
+        lines = re.sub("0x[0-9a-f]+", "HANDLE", self.stderr).splitlines()
+        if speakers:
+            return [line for line in lines if line.startswith(speakers)]
+        return [line for line in lines if not line.startswith(CALLBACKS)]
+
+
+class Run:
+    """One run against a scenario, with a temporary directory of its own."""
+
+    def __init__(self, directory, arguments, scenario, prefix=(), **popen):
+        self.temporary = pathlib.Path(tempfile.mkdtemp(dir=directory))
+        self.speaks = {"--debug", "--debug-dump", "--help"} & set(arguments)
+        file = self.temporary.with_suffix(".plist")
+        file.write_bytes(scenario)
+        environment = {"TMPDIR": str(self.temporary), "MOBILEDEVICE_SCENARIO": str(file)}
+        self.process = subprocess.Popen(
+            [*prefix, PROGRAM, *map(os.fsencode, arguments)],
+            stdin=subprocess.DEVNULL,
+            stderr=subprocess.PIPE,
+            env=os.environ | environment,
+            **{"stdout": subprocess.PIPE} | popen,
+        )
+
+    def kill(self) -> None:
+        self.process.kill()
+        self.process.communicate()
+
+    def finish(self, test, status=0) -> Result:
+        """Reads to the end and checks what holds for every run."""
+        try:
+            stdout, stderr = self.process.communicate(timeout=PATIENCE)
+        except subprocess.TimeoutExpired:
+            self.kill()
+            raise
+        stderr = stderr.decode()
+        test.assertEqual(self.process.returncode, status, (stdout or b"").decode() + stderr)
+        if status != -signal.SIGABRT:
+            test.assertEqual(os.listdir(self.temporary), [], "the scratch directory is still there")
+            if not self.speaks:
+                test.assertEqual(stderr, "")
+            elif self.speaks == {"--debug"}:
+                strangers = [line for line in stderr.splitlines() if not line.startswith(SPEAKERS)]
+                test.assertEqual(strangers, [])
+        return Result(status, list(messages(io.BytesIO(stdout or b"").read)), stderr)
+
+
+class ProgramTest(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+
+    def start(self, *arguments, devices=(), scenario={}, **options) -> Run:
+        """`scenario` is the whole file as bytes, or what it holds beside the devices. `options` go
+        to the process, and `prefix` before the program."""
+        if not isinstance(scenario, bytes):
+            scenario = plistlib.dumps({"Devices": devices} | scenario)
+        return Run(self.directory, arguments, scenario, **options)
+
+    def run_program(self, *arguments, status=0, **options) -> Result:
+        return self.start(*arguments, **options).finish(self, status)
+
+    def assert_refused(self, arguments, code, reason, **options) -> Result:
+        """One error message is all that is sent, and its code is the exit status."""
+        result = self.run_program(*arguments, status=code, **options)
+        self.assertEqual(result.messages, [error(code, reason)])
+        return result

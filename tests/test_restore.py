@@ -1,0 +1,196 @@
+"""--restore and --enter-restore-mode, from bundles and by script."""
+
+import plistlib
+import unittest
+
+from support.ipsw import BOARD, CHIP, damage, write_ipsw
+from support.pipe import SmallPipe
+from support.plist import with_nulls
+from support.program import FOUND, ProgramTest, error
+from support.scenario import ECID, THE_END, device, report
+
+AT_RESTORE_MODE = 9
+
+
+class BundleTest(ProgramTest):
+    """The simulator's own course, which reads the bundle for real."""
+
+    def setUp(self):
+        super().setUp()
+        self.ipsw = self.directory / "firmware.ipsw"
+        self.line = ("--restore", str(self.ipsw), "--ecid", ECID, *FOUND)
+        self.device = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
+
+    def reports(self, *options, **run):
+        messages = self.run_program(*self.line, *options, **run).messages
+        self.assertEqual({kind for kind, _ in messages}, {"RestoreStatus"})
+        return [value for _, value in messages]
+
+    def test_fitting_bundle_in_any_state(self):
+        write_ipsw(self.ipsw)
+        for state in ("Recovery", "DFU", 7):
+            reports = self.reports(devices=[self.device | {"State": state}])
+            progress = [value["Progress"] for value in reports]
+            self.assertEqual(progress, sorted(progress))
+            self.assertIn(AT_RESTORE_MODE, [value["Operation"] for value in reports])
+            for value in reports[:-1]:
+                self.assertNotEqual(value["Operation"], 0)
+                self.assertNotIn("Unrecognized", value["TY_OperationName"])
+            self.assertEqual(reports[-1], THE_END)
+
+    def test_erase_chooses_the_identity(self):
+        """Long before the end, the personalized bundle stands in the scratch directory."""
+        write_ipsw(self.ipsw)
+        slow = self.device | {"RestoreSeconds": 5}
+        for option, behavior in {(): "Update", ("--erase",): "Erase"}.items():
+            with SmallPipe() as pipe:
+                line = (*self.line, *option, *pipe.option)
+                run = self.start(*line, devices=[slow], pass_fds=[pipe.writer])
+                self.addCleanup(run.kill)
+                pipe.started()
+                next(value for _, value in pipe.messages() if value["Operation"] == AT_RESTORE_MODE)
+                [manifest] = run.temporary.glob("*/PRB/1/BuildManifest.plist")
+                self.assertRegex(manifest.parts[-4], "^korvrestore[.][0-9a-f]{6}$")
+                identities = plistlib.loads(manifest.read_bytes())["BuildIdentities"]
+                chosen = [identity["Info"]["RestoreBehavior"] for identity in identities]
+                self.assertEqual(chosen, [behavior])
+
+    def test_unfit_bundles(self):
+        def damaged(path):
+            write_ipsw(path)
+            damage(path)
+
+        for name, write in {
+            "missing": lambda path: None,
+            "damaged": damaged,
+            "no archive": lambda path: path.write_bytes(b"no archive"),
+            "no manifest": lambda path: write_ipsw(path, manifest=False),
+            "other chip": lambda path: write_ipsw(path, chip=CHIP + 1),
+            "other board": lambda path: write_ipsw(path, board=BOARD + 1),
+        }.items():
+            with self.subTest(name):
+                self.ipsw.unlink(missing_ok=True)
+                write(self.ipsw)
+                last = self.reports(devices=[self.device])[-1]
+                self.assertEqual(last.keys(), {"Status", "Operation", "Progress", "Error"})
+                self.assertEqual((last["Status"], last["Operation"], last["Progress"]),
+                                 ("Failed", 0, 100))
+                self.assertEqual(last["Error"]["Domain"], "MobileDeviceSimulator")
+                self.assertIn(str(self.ipsw), last["Error"]["Description"])
+
+    def test_device_that_vanishes(self):
+        write_ipsw(self.ipsw)
+        fleeting = self.device | {"RestoreSeconds": 10_000, "DetachAfter": 0.3}
+        self.assertEqual(self.reports(devices=[fleeting])[-1]["Status"], "Failed")
+
+    def test_enter_restore_mode(self):
+        write_ipsw(self.ipsw)
+        result = self.run_program(*self.line, "--enter-restore-mode", "--debug", devices=[self.device])
+        operations = [value["Operation"] for _, value in result.messages]
+        entered = operations.index(AT_RESTORE_MODE)
+        self.assertNotIn(0, operations[:entered])
+        notices = [line for line in result.debug_lines("restoreCallback") if "Notifying" in line]
+        self.assertEqual(notices[0], "restoreCallback: Notifying enter restore mode complete")
+
+    def test_timeout_is_a_message_not_a_failure(self):
+        write_ipsw(self.ipsw)
+        slow = self.device | {"RestoreSeconds": 10_000}
+        for seconds in ("0", "1"):
+            result = self.run_program(*self.line, "--restore-timeout", seconds, devices=[slow])
+            timeout = error(7, f"Aborting, restore did not complete in {seconds} seconds")
+            others = [message for message in result.messages if message != timeout]
+            self.assertEqual(len(result.messages), len(others) + 1)
+            self.assertLessEqual({kind for kind, _ in others}, {"RestoreStatus"})
+            self.assertNotIn(0, [value["Operation"] for _, value in others])
+
+    def test_no_default_options(self):
+        reason = "AMRestoreCreateDefaultOptions failed"
+        self.assert_refused(self.line, 1, reason, scenario={"NoDefaultRestoreOptions": True})
+
+
+class ScriptTest(ProgramTest):
+    """Reports exactly as the scenario gives them."""
+
+    def restore(self, script, *options, **scenario):
+        line = ("--restore", "/any", "--ecid", ECID, *FOUND, "--debug", *options)
+        return self.run_program(
+            *line, devices=[device(Restore=script)], scenario=scenario
+        )
+
+    def assert_reports(self, result, expected, lines):
+        self.assertEqual(result.messages, [("RestoreStatus", value) for value in expected])
+        spoken = [f"restoreCallback: {line}" for line in lines]
+        self.assertEqual(result.debug_lines("restoreCallback"), spoken)
+
+    def test_texts_and_completion(self):
+        known, unknown = {"TY_OperationName": "Baking"}, {"TY_OperationName": "Unrecognized operation"}
+        vague = {"TY_OperationName": "Unknown"}
+        script = [
+            report(77, -1, "Warm", Extra=[1, {"a": b"\x00"}]),
+            report(78, 2**63 - 1),
+            report(-3, 1),
+            report(9, 100),
+            report(0, 99),
+            report(0, 101),
+            THE_END,
+        ]
+        texts = {"77": "Baking", "78": "Unknown", "9": "Baking"}
+        result = self.restore(script, OperationTexts=texts)
+        names = [known, vague, unknown, known, {}, {}, {}]
+        expected = [value | name for value, name in zip(script, names)]
+        end = result.debug_lines("restoreCallback: status")[-1].split("operation ")[1].split(",")[0]
+        self.assert_reports(result, expected, [
+            "status Warm, operation Baking, progress -1",
+            f"status Restoring, operation Unknown operation 78, progress {2**63 - 1}",
+            "status Restoring, operation Unknown operation -3, progress 1",
+            "status Restoring, operation Baking, progress 100",
+            f"status Restoring, operation {end}, progress 99",
+            f"status Restoring, operation {end}, progress 101",
+            f"status Successful, operation {end}, progress 100",
+            "Notifying restore complete",
+        ])
+
+    def test_reports_that_are_ignored(self):
+        invalid = [
+            {"Operation": 0, "Progress": 100},
+            {"Status": "x", "Progress": 100},
+            {"Status": "x", "Operation": 0},
+            {"Status": 7, "Operation": 0, "Progress": 100},
+            {"Status": "x", "Operation": "0", "Progress": 100},
+            {"Status": "x", "Operation": 2**32, "Progress": 100},
+            {"Status": "x", "Operation": 0, "Progress": 99.5},
+            {"Status": "x", "Operation": 0, "Progress": [100]},
+            {},
+        ]
+        result = self.restore([*invalid, THE_END])
+        self.assertEqual(result.messages, [("RestoreStatus", THE_END)])
+        lines = result.debug_lines("restoreCallback")
+        self.assertEqual(lines[:-2], ["restoreCallback: Ignoring invalid statusDict"] * len(invalid))
+
+    def test_values_that_xml_cannot_hold(self):
+        """Nulls are dropped at every level, control characters become U+FFFD."""
+        odd = {"Null": None, "List": [1, None, {"Null": None}], "Text": "a\x00b\x1b</plist>\n\n"}
+        script = with_nulls({"Devices": [device(Restore=[report(4, 1, **odd), THE_END])]})
+        line = ("--restore", "/any", "--ecid", ECID, *FOUND)
+        [(_, value), _] = self.run_program(*line, scenario=script).messages
+        self.assertEqual(value["List"], [1, {}])
+        self.assertNotIn("Null", value)
+        self.assertEqual(value["Text"], "a\ufffdb\ufffd</plist>\n\n")
+
+    def test_ends_that_are_said_again(self):
+        """The second end may come while the session goes or after it has gone."""
+        for option, script, notice in [
+            ((), [THE_END] * 50, "restore"),
+            (("--enter-restore-mode",), [report(9, p % 100) for p in range(50)], "enter restore mode"),
+            (("--enter-restore-mode",), [report(9, 5), THE_END, THE_END], "enter restore mode"),
+            (("--enter-restore-mode",), [THE_END, report(9, 5)], "restore"),
+        ]:
+            result = self.restore(script, *option)
+            self.assertEqual(result.messages[0][1]["Operation"], script[0]["Operation"])
+            self.assertLessEqual(len(result.messages), len(script))
+            notices = [line for line in result.debug_lines("restoreCallback") if "Notifying" in line]
+            self.assertEqual(notices[0], f"restoreCallback: Notifying {notice} complete")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,106 @@
+"""--restore-plist: files of every kind, and what comes of them."""
+
+import os
+import plistlib
+import subprocess
+import sys
+import unittest
+
+from support.ipsw import BOARD, CHIP, write_ipsw
+from support.program import FOUND, ProgramTest
+from support.scenario import ECID, THE_END, device
+
+# Keeps root from reading what the file's mode forbids.
+AS_ANYBODY = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
+LOCK_AND_WAIT = """
+import fcntl, sys
+file = open(sys.argv[1])
+fcntl.flock(file, getattr(fcntl, sys.argv[2]))
+print("locked", flush=True)
+sys.stdin.read()
+"""
+
+
+class RestorePlistTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.file = self.directory / "options.plist"
+        self.line = ("--restore-plist", str(self.file), "--ecid", ECID, *FOUND)
+
+    def assert_unusable(self, why, **run):
+        result = self.run_program(*self.line, status=8, **run)
+        [(kind, value)] = result.messages
+        self.assertEqual((kind, value["Code"], value["Domain"]), ("InternalError", 8, "korvrestore"))
+        self.assertTrue(value["FailureReason"].startswith(f"Cannot open file '{self.file}' - "))
+        self.assertIn(why, value["FailureReason"])
+
+    def test_dictionaries_of_each_format(self):
+        ipsw, personalized = self.directory / "firmware.ipsw", self.directory / "personal" / "ized"
+        write_ipsw(ipsw)
+        options = {"RestoreBundlePath": str(ipsw), "PersonalizedRestoreBundlePath": str(personalized)}
+        openstep = "{" + "".join(f'"{key}" = "{value}"; ' for key, value in options.items()) + "}"
+        phone = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
+        for content in (
+            plistlib.dumps(options),
+            plistlib.dumps(options, fmt=plistlib.FMT_BINARY),
+            plistlib.dumps(options).decode().replace("UTF-8", "UTF-16").encode("utf-16"),
+            openstep.encode(),
+        ):
+            with self.subTest(content[:8]):
+                self.file.write_bytes(content)
+                result = self.run_program(*self.line, devices=[phone])
+                self.assertEqual(result.messages[-1], ("RestoreStatus", THE_END))
+                manifest = personalized / "BuildManifest.plist"
+                self.assertEqual(len(plistlib.loads(manifest.read_bytes())["BuildIdentities"]), 1)
+                manifest.unlink()
+
+    def test_enter_restore_mode(self):
+        self.file.write_bytes(plistlib.dumps({}))
+        entered = THE_END | {"Operation": 9}
+        line = (*self.line, "--enter-restore-mode")
+        result = self.run_program(*line, devices=[device(Restore=[entered])])
+        self.assertEqual(len(result.messages), 1)
+
+    def test_unusable_files(self):
+        directory = self.directory / "directory"
+        (directory / "in it").mkdir(parents=True)
+        self.assert_unusable("No such file or directory")
+        for content, why in [
+            (b"", "Empty file"),
+            (plistlib.dumps(["an array"]), "Invalid format"),
+            (plistlib.dumps("a string", fmt=plistlib.FMT_BINARY), "Invalid format"),
+            (b"(an, array)", "Invalid format"),
+            (b"\x00\xff\xfe", "Invalid format"),
+        ]:
+            with self.subTest(content):
+                self.file.write_bytes(content)
+                self.assert_unusable(why)
+        self.file.chmod(0)
+        as_anybody = AS_ANYBODY if os.geteuid() == 0 else ()
+        self.assert_unusable("Permission denied", prefix=as_anybody)
+        self.file.unlink()
+        self.file.symlink_to(directory)
+        self.assert_unusable("Is a directory")
+
+    def test_more_than_a_gibibyte_is_not_read(self):
+        with open(self.file, "wb") as file:
+            file.truncate(2**30 + 1)
+        size = f"'{self.file}' is {2**30 + 1} bytes (max size is {2**30} bytes)"
+        self.assert_unusable(size)
+
+    def test_locks_of_another_process(self):
+        self.file.write_bytes(plistlib.dumps({}))
+        for kind in ("LOCK_EX", "LOCK_SH"):
+            command = [sys.executable, "-c", LOCK_AND_WAIT, self.file, kind]
+            pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE}
+            with subprocess.Popen(command, **pipes) as holder:
+                self.assertEqual(holder.stdout.readline(), b"locked\n")
+                if kind == "LOCK_EX":
+                    self.assert_unusable("Could not obtain file lock")
+                else:
+                    self.run_program(*self.line, devices=[device(Restore=[THE_END])])
+                holder.stdin.close()
+
+
+if __name__ == "__main__":
+    unittest.main()
