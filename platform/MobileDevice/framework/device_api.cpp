@@ -33,7 +33,8 @@ AMRError logged(AMRecoveryModeDeviceRef device, std::string_view call,
                 const std::function<AMRError(Device&)>& command) noexcept {
   if (device == nullptr) return MobileDevice::kAMRInvalidArgument;
   return guarded(MobileDevice::kAMRInternalError, [&] {
-    const AMRError result = command(*device->device);
+    const AMRError result =
+        guarded(MobileDevice::kAMRInternalError, [&] { return command(*device->device); });
     library().log_file.write(device->device->properties().ecid, call, result);
     return result;
   });

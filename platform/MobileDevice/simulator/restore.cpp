@@ -87,7 +87,7 @@ void restore(const DeviceProperties& device, CFDictionaryRef options, const Repo
     const int now = static_cast<int>(share * progress_when_checked);
     for (; progress < now; ++progress) reporter.report({kOperationCheckBundle, progress + 1});
   });
-  reporter.report({kOperationPersonalizeBundle, progress_when_checked});
+  reporter.report({kOperationPersonalizeBundle, progress_when_checked + 2});
   const Owned<CFDictionaryRef> manifest =
       personalize(ipsw.build_manifest().value.get(), device,
                   CFDictionaryGetValue(options, CFSTR("AuthInstallRestoreBehavior")), bundle);

@@ -52,6 +52,9 @@ std::uint64_t read_ecid(const Field& field) {
     if (digits.size() == 16 && std::from_chars(digits.data(), end, ecid, 16).ptr == end) {
       return ecid;
     }
+    const std::optional<std::int64_t> number =
+        field.all_text ? parse_integer(digits) : std::nullopt;
+    if (number && *number >= 0) return static_cast<std::uint64_t>(*number);
   } else if (const std::optional<std::uint64_t> ecid = unsigned_integer_in(field.value)) {
     return *ecid;
   }

@@ -79,9 +79,9 @@ AMRError Attachment::reboot() {
 
 void Attachment::restore(CFDictionaryRef options, StatusReceiver receiver) {
   const std::shared_ptr<const __CFDictionary> kept(retained(options));
-  std::thread([self = shared_from_this(), kept, receiver = std::move(receiver)] {
+  std::thread([self = shared_from_this(), here = is_here(), kept, receiver = std::move(receiver)] {
     const DevicePlan& plan = self->device_.plan();
-    if (!self->is_here()) {
+    if (!here) {
       report_absence(receiver);
     } else if (plan.restore) {
       play_script(*plan.restore, receiver);

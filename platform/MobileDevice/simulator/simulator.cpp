@@ -1,6 +1,7 @@
 #include "simulator.h"
 
 #include <deque>
+#include <future>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -56,6 +57,9 @@ CFErrorRef Simulator::start(Listener& listener) {
   for (DevicePlan& plan : scenario_.devices) {
     devices_.emplace_back(std::move(plan), timeline_, listener).schedule(now);
   }
+  const std::shared_ptr<std::promise<void>> reported = std::make_shared<std::promise<void>>();
+  timeline_.add(now, [reported] { reported->set_value(); });
+  reported->get_future().wait();  // until the devices that are here from the start are reported
   return nullptr;
 }
 

@@ -1,0 +1,271 @@
+/// The C API over a backend of the test's, with the main queue served on another thread.
+#include <dispatch/dispatch.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "../device_backend.h"
+#include "../numbers.h"
+#include "../status_report.h"
+#include "notification_center.h"
+#include "tests/support/temporary_directory.h"
+
+using namespace MobileDevice;
+
+namespace {
+
+class FakeDevice final : public Device {
+ public:
+  explicit FakeDevice(std::uint64_t ecid) { values.ecid = ecid; }
+
+  DeviceProperties properties() const override { return values; }
+  bool takes_recovery_commands() const override { return values.state == 2; }
+  AMRError set_auto_boot(bool on) override { return on ? kAMRSuccess : AMRError{-3}; }
+  AMRError reboot() override { throw std::runtime_error("lost"); }
+  void restore(CFDictionaryRef, StatusReceiver receiver) override {
+    receiver(make_status_report("Successful", kOperationEnd, 100, nullptr).get());
+  }
+
+  DeviceProperties values;
+};
+
+class FakeBackend final : public Backend {
+ public:
+  CFErrorRef start(Listener& to) override {
+    if (std::exchange(fails, false)) return make_error("Fake", 5, "no bus").release();
+    listener = &to;
+    return nullptr;
+  }
+  std::optional<std::string> error_text(int error) const override {
+    return error == -3 ? std::optional<std::string>("Not in this mood") : std::nullopt;
+  }
+
+  bool fails = false;
+  Listener* listener = nullptr;
+};
+
+FakeBackend* the_backend = nullptr;
+
+/// Returns when all that is queued by now has been delivered.
+void drain() {
+  std::promise<void> drained;
+  dispatch_async_f(dispatch_get_main_queue(), &drained,
+                   [](void* promise) { static_cast<std::promise<void>*>(promise)->set_value(); });
+  drained.get_future().wait();
+}
+
+struct Event {
+  AMRestorableDeviceRef handle;
+  int type;
+  std::uint64_t ecid;
+  int state;
+  bool operator==(const Event&) const = default;
+};
+
+/// A registration. Handles of events stay valid for as long as it lives.
+struct Client {
+  Client() { id = AMRestorableDeviceRegisterForNotifications(receive, this, nullptr); }
+  ~Client() { AMRestorableDeviceUnregisterForNotifications(id); }
+
+  static void receive(AMRestorableDeviceRef device, AMRestorableDeviceNotificationType type,
+                      void* context) {
+    Client& self = *static_cast<Client*>(context);
+    self.events.push_back(
+        {device, type, AMRestorableDeviceGetECID(device), AMRestorableDeviceGetState(device)});
+    self.kept.push_back(retained(device));
+    if (self.inside) self.inside();
+  }
+
+  std::vector<Event> events;
+  std::vector<Owned<AMRestorableDeviceRef>> kept;
+  std::function<void()> inside;
+  AMRestorableDeviceClientID id;
+};
+
+class Framework : public testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    std::thread([] { dispatch_main(); }).detach();
+    Client starts_the_backend;
+  }
+
+  std::shared_ptr<FakeDevice> attach(std::uint64_t ecid, int state = 2) {
+    std::shared_ptr<FakeDevice> device = std::make_shared<FakeDevice>(ecid);
+    device->values.state = AMRestorableDeviceState{state};
+    the_backend->listener->attached(device);
+    attached_.push_back(device);
+    return device;
+  }
+  void TearDown() override {
+    for (const std::shared_ptr<FakeDevice>& device : attached_) {
+      the_backend->listener->detached(device);
+    }
+  }
+
+ private:
+  std::vector<std::shared_ptr<FakeDevice>> attached_;
+};
+
+std::string text_of(CFStringRef string) { return to_text(Owned<CFStringRef>(string).get()); }
+
+}  // namespace
+
+std::unique_ptr<Backend> MobileDevice::make_device_backend() {
+  std::unique_ptr<FakeBackend> backend = std::make_unique<FakeBackend>();
+  the_backend = backend.get();
+  return backend;
+}
+
+TEST_F(Framework, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
+  const std::shared_ptr<FakeDevice> first = attach(1);
+  const std::shared_ptr<FakeDevice> second = attach(2, 1);
+  Client client;
+  std::promise<void> block;
+  std::shared_future<void> blocked = block.get_future();
+  client.inside = [blocked] { blocked.wait(); };
+  Listener& listener = *the_backend->listener;
+  second->values.state = AMRestorableDeviceState{4};
+  listener.reported(second, AMRestorableDeviceNotificationType{7});
+  second->values.state = AMRestorableDeviceState{3};
+  listener.detached(second);
+  attach(2);
+  block.set_value();
+  Client late;
+  drain();
+
+  ASSERT_EQ(client.events.size(), 5u);
+  const AMRestorableDeviceRef one = client.events[0].handle;
+  const AMRestorableDeviceRef two = client.events[1].handle;
+  const AMRestorableDeviceRef again = client.events[4].handle;
+  EXPECT_NE(again, two);
+  const std::vector<Event> expected = {
+      {one, 0, 1, 2}, {two, 0, 2, 1}, {two, 7, 2, 4}, {two, 1, 2, 3}, {again, 0, 2, 2}};
+  EXPECT_EQ(client.events, expected);
+  EXPECT_EQ(late.events, (std::vector<Event>{{one, 0, 1, 2}, {again, 0, 2, 2}}));
+}
+
+TEST_F(Framework, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
+  Client client;
+  std::promise<void> entered, leave;
+  std::atomic<bool> left = false;
+  client.inside = [&] {
+    entered.set_value();
+    leave.get_future().wait();
+    left = true;
+  };
+  for (std::uint64_t ecid : {1, 2, 3}) attach(ecid);
+  entered.get_future().wait();
+  std::future<bool> unregistered = std::async(std::launch::async, [&] {
+    AMRestorableDeviceUnregisterForNotifications(client.id);
+    return left.load();
+  });
+  EXPECT_EQ(unregistered.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  leave.set_value();
+  EXPECT_TRUE(unregistered.get());
+  drain();
+  EXPECT_EQ(client.events.size(), 1u);
+}
+
+TEST_F(Framework, ACallbackMayEndItsOwnRegistration) {
+  Client client;
+  client.inside = [&] { AMRestorableDeviceUnregisterForNotifications(client.id); };
+  for (std::uint64_t ecid : {1, 2, 3}) attach(ecid);
+  drain();
+  EXPECT_EQ(client.events.size(), 1u);
+}
+
+TEST_F(Framework, ABackendThatDidNotStartMayBeStartedAgain) {
+  FakeBackend backend;
+  backend.fails = true;
+  NotificationCenter center(backend);
+  const NotificationCenter::Result refused = center.add(Client::receive, nullptr);
+  EXPECT_EQ(refused.client, 0);
+  EXPECT_EQ(CFErrorGetCode(refused.error.get()), 5);
+  Client client;
+  const NotificationCenter::Result taken = center.add(Client::receive, &client);
+  EXPECT_NE(taken.client, 0);
+  center.attached(std::make_shared<FakeDevice>(9));
+  center.remove(taken.client);
+  drain();
+}
+
+TEST_F(Framework, CommandsAndRestoresReachTheDeviceAndAreLogged) {
+  const TemporaryDirectory directory;
+  const std::string path = directory.write("log", "first line\n");
+  EXPECT_NE(AMRestoreEnableFileLogging(directory.write("file", "").append("/log").c_str()), 0);
+  EXPECT_EQ(AMRestoreEnableFileLogging((directory / "new").c_str()), 0);
+  struct stat about {};
+  ASSERT_EQ(stat((directory / "new").c_str(), &about), 0);
+  EXPECT_EQ(about.st_mode & 0777, 0600u);
+  ASSERT_EQ(AMRestoreEnableFileLogging(path.c_str()), 0);
+
+  Client client;
+  attach(0xAB, 1);
+  attach(0x1A2B3C4D5E6F70);
+  drain();
+  ASSERT_EQ(client.events.size(), 2u);
+  EXPECT_EQ(AMRestorableDeviceCopyRecoveryModeDevice(client.events[0].handle), nullptr);
+  const AMRestorableDeviceRef device = client.events[1].handle;
+  const Owned<AMRecoveryModeDeviceRef> recovery(AMRestorableDeviceCopyRecoveryModeDevice(device));
+  ASSERT_NE(recovery, nullptr);
+  EXPECT_EQ(AMRecoveryModeDeviceSetAutoBoot(recovery.get(), true), kAMRSuccess);
+  EXPECT_EQ(AMRecoveryModeDeviceSetAutoBoot(recovery.get(), false), AMRError{-3});
+  EXPECT_EQ(AMRecoveryModeDeviceReboot(recovery.get()), kAMRInternalError);  // it throws
+  const Owned<CFMutableDictionaryRef> options(AMRestoreCreateDefaultOptions(nullptr));
+  std::string status;
+  EXPECT_EQ(AMRestorableDeviceRestore(
+                device, options.get(),
+                [](AMRestorableDeviceRef, CFDictionaryRef report, void* context) {
+                  *static_cast<std::string*>(context) = to_text(
+                      static_cast<CFStringRef>(CFDictionaryGetValue(report, CFSTR("Status"))));
+                },
+                &status),
+            kAMRSuccess);
+  EXPECT_EQ(status, "Successful");
+
+  const std::string log = read_file(path);
+  const std::string ecid = " 001A2B3C4D5E6F70 ";
+  std::vector<std::string> lines;
+  for (std::size_t begin = 0, end; (end = log.find('\n', begin)) != log.npos; begin = end + 1) {
+    lines.push_back(log.substr(begin, end - begin));
+  }
+  ASSERT_EQ(lines.size(), 5u);
+  EXPECT_EQ(lines[0], "first line");
+  const std::size_t time = std::string("2001-01-01T00:00:00.000Z").size();
+  EXPECT_EQ(lines[1].find(ecid), time);
+  EXPECT_EQ(lines[1].substr(time), ecid + "AMRecoveryModeDeviceSetAutoBoot(true): 0");
+  EXPECT_EQ(lines[2].substr(time), ecid + "AMRecoveryModeDeviceSetAutoBoot(false): -3");
+  EXPECT_EQ(lines[3].substr(time), ecid + "AMRecoveryModeDeviceReboot(): 2");
+  EXPECT_EQ(lines[4].substr(time), ecid + "AMRestorableDeviceRestore(): 0");
+}
+
+TEST_F(Framework, TextsComeFromTheBackendFirst) {
+  EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMRError(-3)), "Not in this mood");
+  EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMRError(kAMRDeviceLeft)),
+            "The device is no longer attached");
+  EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMRError(9999)), "Unrecognized error");
+  EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMROperation(9)), "Entering restore mode");
+  EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMROperation(-1)), "Unrecognized operation");
+}
+
+TEST_F(Framework, WrongArgumentsAreAnsweredNotFollowed) {
+  CFErrorRef error = nullptr;
+  EXPECT_EQ(AMRestorableDeviceRegisterForNotifications(nullptr, nullptr, &error), 0);
+  EXPECT_NE(Owned<CFErrorRef>(error), nullptr);
+  AMRestorableDeviceUnregisterForNotifications(4711);
+  EXPECT_EQ(AMRestorableDeviceGetECID(nullptr), 0u);
+  EXPECT_EQ(AMRestorableDeviceCopySerialNumber(nullptr), nullptr);
+  EXPECT_EQ(AMRecoveryModeDeviceReboot(nullptr), kAMRInvalidArgument);
+  EXPECT_EQ(AMRestorableDeviceRestore(nullptr, nullptr, nullptr, nullptr), kAMRInvalidArgument);
+  EXPECT_NE(AMRestoreEnableFileLogging(nullptr), 0);
+  AMDeviceNotificationRef notification = nullptr;
+  EXPECT_EQ(AMDeviceNotificationSubscribe([](void*, void*) {}, 0, 1, nullptr, &notification), 0);
+  EXPECT_EQ(AMDeviceNotificationUnsubscribe(notification), 0);
+}
