@@ -3,7 +3,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <regex>
 #include <string>
 
 #include "internal.h"
@@ -17,8 +16,15 @@ inline std::string text(CFStringRef string) {
 /// The object's description, with every address shown as "0xP".
 inline std::string described(CFTypeRef cf) {
   const Owned<CFStringRef> description(CFCopyDescription(cf));
-  return std::regex_replace(text(description.get()), std::regex(" 0x[0-9a-f]+ \\[0x[0-9a-f]+\\]"),
-                            " 0xP [0xP]");
+  std::string shown = text(description.get());
+  constexpr std::string_view kReplacement = " 0xP [0xP]";
+  std::size_t at = 0;
+  while ((at = shown.find(" [0x", at)) != std::string::npos) {
+    const std::size_t start = shown.rfind(' ', at - 1);
+    shown.replace(start, shown.find(']', at) + 1 - start, kReplacement);
+    at = start + kReplacement.size();
+  }
+  return shown;
 }
 
 template <typename T>
