@@ -19,8 +19,7 @@ foreach(library IN ITEMS CoreFoundation MobileDevice TYMath dispatch)
   endif()
 endforeach()
 
-install(FILES README.md docs/architecture.md docs/messages.md docs/real-devices.md docs/scenario.md
-        DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS
+install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS
         PATTERN __pycache__ EXCLUDE)
 install(FILES packaging/korvrestore.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
