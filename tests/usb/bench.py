@@ -100,7 +100,19 @@ class UsbTest(unittest.TestCase):
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
             env=environment,
+            bufsize=0,  # so that read_until leaves the rest to finish
         )
+
+    def read_until(self, process, *texts) -> None:
+        """Reads debug lines until each of the texts has stood in one of its own."""
+        missing = list(texts)
+        while missing:
+            line = process.stderr.readline().decode()
+            self.assertTrue(line, f"the program ended without {missing}")
+            for text in missing:
+                if text in line:
+                    missing.remove(text)
+                    break
 
     def finish(self, process, status=0) -> Result:
         try:

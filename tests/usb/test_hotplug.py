@@ -6,12 +6,6 @@ PAIRS = 80
 
 
 class HotplugTest(UsbTest):
-    def start_and_wait_until_it_waits(self, *arguments):
-        process = self.start("--debug", *arguments)
-        while b"Waiting for device" not in (line := process.stderr.readline()):
-            self.assertTrue(line, "the program ended")
-        return process
-
     def plug_and_unplug(self):
         for pair in range(PAIRS):
             port = f"2-{pair % 4 + 1}"
@@ -20,7 +14,8 @@ class HotplugTest(UsbTest):
 
     def test_finds_a_device_that_comes_amid_many(self):
         self.usb.command("add 1-9 recovery ecid=0000000000000099")
-        process = self.start_and_wait_until_it_waits(*INFO, ECID)
+        process = self.start("--debug", *INFO, ECID)
+        self.read_until(process, "Waiting for device", "Adding '0000000000000099'")
         self.plug_and_unplug()
         self.usb.command("remove 1-9")
         self.usb.command("add 1-1 recovery")
