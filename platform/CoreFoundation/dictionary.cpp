@@ -44,12 +44,10 @@ CFDictionaryRef cf::make_dictionary(std::span<const CFTypeRef> keys_and_values) 
   if (table == nullptr) return nullptr;
   for (std::size_t i = 0; i + 1 < keys_and_values.size(); i += 2) {
     const Entry entry = {keys_and_values[i], keys_and_values[i + 1]};
-    if (Entry* const earlier = find(*table, entry.key)) {
+    if (Entry* const earlier = find_or_insert(*table, entry)) {
       CFRelease(entry.key);
       CFRelease(earlier->value);
       earlier->value = entry.value;
-    } else {
-      insert(*table, entry);
     }
   }
   return static_cast<CFDictionaryRef>(table);

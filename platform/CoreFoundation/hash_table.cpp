@@ -44,6 +44,14 @@ Slot& probe(std::span<Slot> index, std::uint32_t hash, const Matches& matches) {
   return index[at];
 }
 
+/// The slot of an equal key, or the free one where `key` belongs.
+Slot& probe_for(const HashTable& table, std::uint32_t hash, const void* key) {
+  return probe(index_of(table), hash, [&](const Slot& slot) {
+    return slot.hash == hash &&
+           table.callbacks->keys.same(table.entries[slot.position_plus_one - 1].key, key);
+  });
+}
+
 Slot& slot_at_position(std::span<Slot> index, std::uint32_t hash, std::size_t position) {
   return probe(index, hash,
                [position](const Slot& slot) { return slot.position_plus_one == position + 1; });
@@ -115,18 +123,28 @@ HashTable* create_growing_table(CFAllocatorRef allocator, TypeID type,
 
 Entry* find(const HashTable& table, const void* key) {
   const std::span<Entry> entries = table.all();
-  const ElementCallBacks& keys = table.callbacks->keys;
-  const std::span<Slot> index = index_of(table);
-  if (index.empty()) {
+  if (index_of(table).empty()) {
     const auto found = std::ranges::find_if(
-        entries, [&](const Entry& entry) { return keys.same(entry.key, key); });
+        entries, [&](const Entry& entry) { return table.callbacks->keys.same(entry.key, key); });
     return found == entries.end() ? nullptr : &*found;
   }
-  const std::uint32_t hash = hash_of(table, key);
-  const Slot& slot = probe(index, hash, [&](const Slot& candidate) {
-    return candidate.hash == hash && keys.same(entries[candidate.position_plus_one - 1].key, key);
-  });
+  const Slot& slot = probe_for(table, hash_of(table, key), key);
   return slot.position_plus_one == 0 ? nullptr : &entries[slot.position_plus_one - 1];
+}
+
+Entry* find_or_insert(HashTable& table, Entry entry) {
+  const std::span<Slot> index = index_of(table);
+  if (index.empty()) {
+    Entry* const found = find(table, entry.key);
+    if (found == nullptr) table.entries[table.count++] = entry;
+    return found;
+  }
+  const std::uint32_t hash = hash_of(table, entry.key);
+  Slot& slot = probe_for(table, hash, entry.key);
+  if (slot.position_plus_one != 0) return &table.entries[slot.position_plus_one - 1];
+  table.entries[table.count++] = entry;
+  slot = {hash, table.count};
+  return nullptr;
 }
 
 void insert(HashTable& table, Entry entry) {

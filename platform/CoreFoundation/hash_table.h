@@ -35,6 +35,9 @@ HashTable* create_growing_table(CFAllocatorRef allocator, TypeID type,
 
 /// The entry of an equal key, or NULL; valid until the table changes.
 Entry* find(const HashTable& table, const void* key);
+/// The entry of an equal key, or else NULL after adding `entry`, for which there is room; takes
+/// over the caller's references in that case only.
+Entry* find_or_insert(HashTable& table, Entry entry);
 /// Adds an entry whose key isn't there yet; takes over the caller's references. There is room, or
 /// the table grows.
 void insert(HashTable& table, Entry entry);

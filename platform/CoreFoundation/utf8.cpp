@@ -68,8 +68,8 @@ bool cf::is_valid_utf8(std::string_view text) noexcept {
 }
 
 std::size_t cf::utf16_length(std::string_view text) noexcept {
-  std::size_t units = 0;
-  for (const char byte : text) {
+  std::size_t units = ascii_prefix(text);
+  for (const char byte : text.substr(units)) {
     units += !is_continuation(byte);
     units += static_cast<unsigned char>(byte) >= 0xf0;
   }

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -15,6 +14,7 @@
 #include "date_text.h"
 #include "number_parse.h"
 #include "property_list.h"
+#include "string_object.h"
 
 namespace cf {
 namespace {
@@ -60,7 +60,8 @@ constexpr std::string_view kDataTag = "<data>";
 constexpr const char* kBadBase64 = "Bad base64 text in <data>";
 
 bool is_white_space(std::string_view text) {
-  return text.find_first_not_of(" \t\n\r") == std::string_view::npos;
+  return std::all_of(text.begin(), text.end(),
+                     [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; });
 }
 
 class XmlReader {
@@ -105,6 +106,7 @@ class XmlReader {
   void refuse_inside_leaf() const;
   /// NULL when the text is none of that element.
   Owned<CFTypeRef> create_leaf(Element element);
+  Owned<CFTypeRef> create_key();
   [[noreturn]] void fail(const std::string& why) const;
 
   struct ParserDeleter {
@@ -121,6 +123,8 @@ class XmlReader {
   std::optional<Element> leaf_;
   std::string text_;  // of the open leaf, but for <data>
   Base64Decoder data_;
+  // Most dictionaries of a list have the same few keys, so these are shared.
+  std::array<Owned<CFStringRef>, 256> recent_keys_;
 };
 
 XmlReader::XmlReader(std::string_view source, const char* encoding)
@@ -161,7 +165,7 @@ Owned<CFTypeRef> XmlReader::read() {
 }
 
 void XmlReader::parse(std::string_view piece, bool is_last) {
-  constexpr std::size_t kMost = std::numeric_limits<int>::max() / 2;
+  constexpr std::size_t kMost = 64 * 1024;  // expat copies what it is given
   while (piece.size() > kMost) {
     parse(piece.substr(0, kMost), /*is_last=*/false);
     piece.remove_prefix(kMost);
@@ -233,6 +237,7 @@ void XmlReader::end(const XML_Char* name) {
 Owned<CFTypeRef> XmlReader::create_leaf(Element element) {
   switch (element) {
     case Element::kKey:
+      return create_key();
     case Element::kString:
       return Owned<CFTypeRef>(make_string(text_));
     case Element::kInteger:
@@ -253,6 +258,12 @@ Owned<CFTypeRef> XmlReader::create_leaf(Element element) {
     default:
       return nullptr;
   }
+}
+
+Owned<CFTypeRef> XmlReader::create_key() {
+  Owned<CFStringRef>& recent = recent_keys_[hash_text(text_) % recent_keys_.size()];
+  if (recent == nullptr || utf8(recent.get()) != text_) recent.reset(make_string(text_));
+  return Owned<CFTypeRef>(recent == nullptr ? nullptr : CFRetain(recent.get()));
 }
 
 void XmlReader::characters(const XML_Char* text, int length) {
