@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <boost/filesystem/operations.hpp>
-#include <regex>
 
 #include "device/device_info.h"
 #include "device/mobile_device_format.h"
@@ -43,11 +42,16 @@ bool is_complete(device_notifier_state& session) {
 TEST(Session, NamesItsScratchDirectoryAndRemovesIt) {
   RecordedOutput output;
   const TemporaryDirectory directory;
-  const std::regex name(".*/korvrestore\\.[0-9a-f]{6}");
   const std::shared_ptr<device_notifier_state> first = make_session(output);
   const device_notifier_state second(output.state, std::nullopt, path(""));
-  EXPECT_TRUE(std::regex_match(first->scratchLocation.native(), name));
-  EXPECT_TRUE(std::regex_match(second.scratchLocation.native(), name));
+  for (const path& location : {first->scratchLocation, second.scratchLocation}) {
+    const boost::filesystem::path scratch(location.native());
+    EXPECT_EQ(scratch.parent_path(), boost::filesystem::temp_directory_path());
+    const std::string name = scratch.filename().string();
+    EXPECT_EQ(name.rfind("korvrestore.", 0), 0u);
+    EXPECT_EQ(name.size(), 18u);
+    EXPECT_EQ(name.find_first_not_of("0123456789abcdef", 12), std::string::npos);
+  }
   EXPECT_NE(first->scratchLocation.native(), second.scratchLocation.native());
   EXPECT_FALSE(boost::filesystem::exists(first->scratchLocation.native()));
 

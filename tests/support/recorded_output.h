@@ -13,6 +13,9 @@
 
 /// An output state with debug lines on, and what its writer wrote.
 class RecordedOutput {
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{std::tmpfile(), std::fclose};
+  boost::asio::io_context context_;  // outlives the state, whose descriptor it serves
+
  public:
   RecordedOutput() {
     korvrestore::start_options options;
@@ -34,10 +37,6 @@ class RecordedOutput {
   std::shared_ptr<korvrestore::output_str_state> state;
   std::string messages;
   std::string debug;
-
- private:
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{std::tmpfile(), std::fclose};
-  boost::asio::io_context context_;
 };
 
 /// How often `part` stands in `text`.
