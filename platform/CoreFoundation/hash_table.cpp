@@ -147,6 +147,11 @@ Entry* find_or_insert(HashTable& table, Entry entry) {
   return nullptr;
 }
 
+void prefetch(const HashTable& table, const void* key) {
+  const std::span<Slot> index = index_of(table);
+  if (!index.empty()) __builtin_prefetch(&index[hash_of(table, key) & (index.size() - 1)]);
+}
+
 void insert(HashTable& table, Entry entry) {
   if (table.count == table.capacity) grow(table);
   table.entries[table.count] = entry;

@@ -38,6 +38,8 @@ Entry* find(const HashTable& table, const void* key);
 /// The entry of an equal key, or else NULL after adding `entry`, for which there is room; takes
 /// over the caller's references in that case only.
 Entry* find_or_insert(HashTable& table, Entry entry);
+/// Brings what a look-up of `key` will read into the processor's cache.
+void prefetch(const HashTable& table, const void* key);
 /// Adds an entry whose key isn't there yet; takes over the caller's references. There is room, or
 /// the table grows.
 void insert(HashTable& table, Entry entry);
