@@ -1,6 +1,7 @@
 """What every command line comes to: message, code, reason and exit status."""
 
 import re
+import shlex
 import unittest
 
 from support.program import ProgramTest
@@ -100,23 +101,17 @@ REFUSED = [
     ("--device-info --exit-recovery", 3, "Option --device-info requires --ecid"),
     ("--no-exit-recovery --exit-recovery", 3, "Option --exit-recovery requires --ecid"),
     ("--no-exit-recovery --restore x", 3, "Option --no-exit-recovery requires --ecid"),
-    ("--restore-plist x --restore= ", 3, "Option --restore requires --ecid"),
+    ("--restore-plist x --restore ''", 3, "Option --restore requires --ecid"),
     ("--restore-plist x", 3, "Option --restore-plist requires --ecid"),
-    (f"--restore= --ecid {ECID}", 3, "Missing restore IPSW path"),
+    (f"--restore '' --ecid {ECID}", 3, "Missing restore IPSW path"),
 ]
-
-
-def words(line: str) -> list:
-    """The words of a command line; `--restore=` stands for an empty value."""
-    split = [word for word in line.split(" ") if word]
-    return [part for word in split for part in (["--restore", ""] if word == "--restore=" else [word])]
 
 
 class CommandLineTest(ProgramTest):
     def test_refusals(self):
         for line, code, reason in UNPARSABLE + REFUSED:
             with self.subTest(line):
-                self.assert_refused(words(line), code, reason)
+                self.assert_refused(shlex.split(line), code, reason)
 
     def test_no_session_before_the_line_is_parsed(self):
         unparsable = self.run_program("--debug", "--foo", status=3)
@@ -136,7 +131,7 @@ class CommandLineTest(ProgramTest):
             "--restore /no/bundle --restore-plist /no/plist": "RestoreStatus",
         }.items():
             with self.subTest(commands):
-                line = words(commands) + ["--ecid", ECID]
+                line = shlex.split(commands) + ["--ecid", ECID]
                 messages = self.run_program(*line, devices=[phone]).messages
                 self.assertEqual({kind for kind, _ in messages}, {expected})
 
@@ -146,7 +141,7 @@ class CommandLineTest(ProgramTest):
         )
         for line in ("--help", "--help --debug-dump", "--help --debug --ecid zz --erase"):
             with self.subTest(line):
-                result = self.run_program(*words(line))
+                result = self.run_program(*shlex.split(line))
                 self.assertEqual(result.messages, [])
                 self.assertEqual(re.sub(r"\s+", " ", result.stderr), expected)
 
@@ -180,7 +175,8 @@ class CommandLineTest(ProgramTest):
             codes.append([int(label[1]) for label in labels])
             self.assertEqual(codes[-1], sorted(set(codes[-1])))
         self.assertIn('case 7: return copyString(CFSTR("Say "hi""));', dumps[0])
-        self.assertEqual(dumps[0][-1], 'case 999: return copyString(CFSTR("An Unrecognized operation"));')
+        kept = 'case 999: return copyString(CFSTR("An Unrecognized operation"));'
+        self.assertEqual(dumps[0][-1], kept)
         self.assertEqual(dumps[1][-1], 'case 9999: return copyString(CFSTR("Last\\"));')
         self.assertTrue({0, 9} <= set(codes[0]) and not {8} & set(codes[0]), codes[0])
         self.assertFalse({21, 22} & set(codes[1]), codes[1])

@@ -85,11 +85,12 @@ class BundleTest(ProgramTest):
 
     def test_enter_restore_mode(self):
         write_ipsw(self.ipsw)
-        result = self.run_program(*self.line, "--enter-restore-mode", "--debug", devices=[self.device])
+        line = (*self.line, "--enter-restore-mode", "--debug")
+        result = self.run_program(*line, devices=[self.device])
         operations = [value["Operation"] for _, value in result.messages]
         entered = operations.index(AT_RESTORE_MODE)
         self.assertNotIn(0, operations[:entered])
-        notices = [line for line in result.debug_lines("restoreCallback") if "Notifying" in line]
+        notices = result.debug_lines("restoreCallback: Notifying")
         self.assertEqual(notices[0], "restoreCallback: Notifying enter restore mode complete")
 
     def test_timeout_is_a_message_not_a_failure(self):
@@ -113,18 +114,9 @@ class ScriptTest(ProgramTest):
 
     def restore(self, script, *options, **scenario):
         line = ("--restore", "/any", "--ecid", ECID, *FOUND, "--debug", *options)
-        return self.run_program(
-            *line, devices=[device(Restore=script)], scenario=scenario
-        )
-
-    def assert_reports(self, result, expected, lines):
-        self.assertEqual(result.messages, [("RestoreStatus", value) for value in expected])
-        spoken = [f"restoreCallback: {line}" for line in lines]
-        self.assertEqual(result.debug_lines("restoreCallback"), spoken)
+        return self.run_program(*line, devices=[device(Restore=script)], scenario=scenario)
 
     def test_texts_and_completion(self):
-        known, unknown = {"TY_OperationName": "Baking"}, {"TY_OperationName": "Unrecognized operation"}
-        vague = {"TY_OperationName": "Unknown"}
         script = [
             report(77, -1, "Warm", Extra=[1, {"a": b"\x00"}]),
             report(78, 2**63 - 1),
@@ -134,21 +126,24 @@ class ScriptTest(ProgramTest):
             report(0, 101),
             THE_END,
         ]
-        texts = {"77": "Baking", "78": "Unknown", "9": "Baking"}
+        texts = {"77": "Baking", "78": "Unknown", "9": "Baking", "0": "The end"}
         result = self.restore(script, OperationTexts=texts)
-        names = [known, vague, unknown, known, {}, {}, {}]
-        expected = [value | name for value, name in zip(script, names)]
-        end = result.debug_lines("restoreCallback: status")[-1].split("operation ")[1].split(",")[0]
-        self.assert_reports(result, expected, [
+        names = ["Baking", "Unknown", "Unrecognized operation", "Baking"]
+        expected = [value | {"TY_OperationName": name} for value, name in zip(script, names)]
+        expected += script[len(names) :]
+        self.assertEqual(result.messages, [("RestoreStatus", value) for value in expected])
+        lines = [
             "status Warm, operation Baking, progress -1",
             f"status Restoring, operation Unknown operation 78, progress {2**63 - 1}",
             "status Restoring, operation Unknown operation -3, progress 1",
             "status Restoring, operation Baking, progress 100",
-            f"status Restoring, operation {end}, progress 99",
-            f"status Restoring, operation {end}, progress 101",
-            f"status Successful, operation {end}, progress 100",
+            "status Restoring, operation The end, progress 99",
+            "status Restoring, operation The end, progress 101",
+            "status Successful, operation The end, progress 100",
             "Notifying restore complete",
-        ])
+        ]
+        spoken = [f"restoreCallback: {line}" for line in lines]
+        self.assertEqual(result.debug_lines("restoreCallback"), spoken)
 
     def test_reports_that_are_ignored(self):
         invalid = [
@@ -164,8 +159,8 @@ class ScriptTest(ProgramTest):
         ]
         result = self.restore([*invalid, THE_END])
         self.assertEqual(result.messages, [("RestoreStatus", THE_END)])
-        lines = result.debug_lines("restoreCallback")
-        self.assertEqual(lines[:-2], ["restoreCallback: Ignoring invalid statusDict"] * len(invalid))
+        lines = result.debug_lines("restoreCallback")[:-2]
+        self.assertEqual(lines, ["restoreCallback: Ignoring invalid statusDict"] * len(invalid))
 
     def test_values_that_xml_cannot_hold(self):
         """Nulls are dropped at every level, control characters become U+FFFD."""
@@ -179,17 +174,18 @@ class ScriptTest(ProgramTest):
 
     def test_ends_that_are_said_again(self):
         """The second end may come while the session goes or after it has gone."""
+        enter = ("--enter-restore-mode",)
         for option, script, notice in [
-            ((), [THE_END] * 50, "restore"),
-            (("--enter-restore-mode",), [report(9, p % 100) for p in range(50)], "enter restore mode"),
-            (("--enter-restore-mode",), [report(9, 5), THE_END, THE_END], "enter restore mode"),
-            (("--enter-restore-mode",), [THE_END, report(9, 5)], "restore"),
+            ((), [THE_END] * 50, "restore complete"),
+            (enter, [report(9, p) for p in range(50)], "enter restore mode complete"),
+            (enter, [report(9, 5), THE_END, THE_END], "enter restore mode complete"),
+            (enter, [THE_END, report(9, 5)], "restore complete"),
         ]:
             result = self.restore(script, *option)
             self.assertEqual(result.messages[0][1]["Operation"], script[0]["Operation"])
             self.assertLessEqual(len(result.messages), len(script))
-            notices = [line for line in result.debug_lines("restoreCallback") if "Notifying" in line]
-            self.assertEqual(notices[0], f"restoreCallback: Notifying {notice} complete")
+            notices = result.debug_lines("restoreCallback: Notifying")
+            self.assertEqual(notices[0], f"restoreCallback: Notifying {notice}")
 
 
 if __name__ == "__main__":

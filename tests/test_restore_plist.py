@@ -7,7 +7,7 @@ import sys
 import unittest
 
 from support.ipsw import BOARD, CHIP, write_ipsw
-from support.program import FOUND, ProgramTest
+from support.program import FOUND, ProgramTest, error
 from support.scenario import ECID, THE_END, device
 
 # Keeps root from reading what the file's mode forbids.
@@ -30,14 +30,18 @@ class RestorePlistTest(ProgramTest):
     def assert_unusable(self, why, **run):
         result = self.run_program(*self.line, status=8, **run)
         [(kind, value)] = result.messages
-        self.assertEqual((kind, value["Code"], value["Domain"]), ("InternalError", 8, "korvrestore"))
-        self.assertTrue(value["FailureReason"].startswith(f"Cannot open file '{self.file}' - "))
-        self.assertIn(why, value["FailureReason"])
+        reason = value["FailureReason"]
+        self.assertEqual((kind, value), error(8, reason))
+        self.assertTrue(reason.startswith(f"Cannot open file '{self.file}' - "), reason)
+        self.assertIn(why, reason)
 
     def test_dictionaries_of_each_format(self):
         ipsw, personalized = self.directory / "firmware.ipsw", self.directory / "personal" / "ized"
         write_ipsw(ipsw)
-        options = {"RestoreBundlePath": str(ipsw), "PersonalizedRestoreBundlePath": str(personalized)}
+        options = {
+            "RestoreBundlePath": str(ipsw),
+            "PersonalizedRestoreBundlePath": str(personalized),
+        }
         openstep = "{" + "".join(f'"{key}" = "{value}"; ' for key, value in options.items()) + "}"
         phone = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
         for content in (
