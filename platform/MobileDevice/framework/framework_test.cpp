@@ -71,7 +71,9 @@ struct Event {
 
 /// A registration. Handles of events stay valid for as long as it lives.
 struct Client {
-  Client() { id = AMRestorableDeviceRegisterForNotifications(receive, this, nullptr); }
+  explicit Client(std::function<void()> in_each_call = {}) : inside(std::move(in_each_call)) {
+    id = AMRestorableDeviceRegisterForNotifications(receive, this, nullptr);
+  }
   ~Client() { AMRestorableDeviceUnregisterForNotifications(id); }
 
   static void receive(AMRestorableDeviceRef device, AMRestorableDeviceNotificationType type,
@@ -85,14 +87,15 @@ struct Client {
 
   std::vector<Event> events;
   std::vector<Owned<AMRestorableDeviceRef>> kept;
-  std::function<void()> inside;
+  const std::function<void()> inside;
   AMRestorableDeviceClientID id;
 };
 
 class Framework : public testing::Test {
  protected:
-  static void SetUpTestSuite() {
-    std::thread([] { dispatch_main(); }).detach();
+  Framework() {
+    static std::once_flag once;  // also when the tests are repeated: the queue has one thread
+    std::call_once(once, [] { std::thread([] { dispatch_main(); }).detach(); });
     Client starts_the_backend;
   }
 
@@ -126,10 +129,9 @@ std::unique_ptr<Backend> MobileDevice::make_device_backend() {
 TEST_F(Framework, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
   const std::shared_ptr<FakeDevice> first = attach(1);
   const std::shared_ptr<FakeDevice> second = attach(2, 1);
-  Client client;
   std::promise<void> block;
   std::shared_future<void> blocked = block.get_future();
-  client.inside = [blocked] { blocked.wait(); };
+  Client client([blocked] { blocked.wait(); });
   Listener& listener = *the_backend->listener;
   second->values.state = AMRestorableDeviceState{4};
   listener.reported(second, AMRestorableDeviceNotificationType{7});
@@ -152,14 +154,13 @@ TEST_F(Framework, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
 }
 
 TEST_F(Framework, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
-  Client client;
   std::promise<void> entered, leave;
   std::atomic<bool> left = false;
-  client.inside = [&] {
+  Client client([&] {
     entered.set_value();
     leave.get_future().wait();
     left = true;
-  };
+  });
   for (std::uint64_t ecid : {1, 2, 3}) attach(ecid);
   entered.get_future().wait();
   std::future<bool> unregistered = std::async(std::launch::async, [&] {
@@ -174,8 +175,9 @@ TEST_F(Framework, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
 }
 
 TEST_F(Framework, ACallbackMayEndItsOwnRegistration) {
-  Client client;
-  client.inside = [&] { AMRestorableDeviceUnregisterForNotifications(client.id); };
+  AMRestorableDeviceClientID id = 0;
+  Client client([&] { AMRestorableDeviceUnregisterForNotifications(id); });
+  id = client.id;
   for (std::uint64_t ecid : {1, 2, 3}) attach(ecid);
   drain();
   EXPECT_EQ(client.events.size(), 1u);
