@@ -29,7 +29,8 @@ class HotplugTest(UsbTest):
         for seconds in (4, 16, 64):  # until all came while the program waited
             self.usb.command("add 1-1 recovery")
             self.usb.command("add 1-2 dfu ecid=00000000000000AA")
-            process = self.start("--list-devices", "--detect-timeout", str(seconds))
+            process = self.start("--debug", "--list-devices", "--detect-timeout", str(seconds))
+            self.read_until(process, f"Adding '{ECID}'")
             self.plug_and_unplug()
             self.usb.command("remove 1-1")
             self.usb.command("add 1-1 dfu ecid=00000000000000BB")

@@ -41,7 +41,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <regex>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -53,7 +52,16 @@ namespace emulator {
 namespace {
 
 std::string with_blanks(const std::string& text) {
-  return std::regex_replace(text, std::regex("%20"), " ");
+  std::string result = text;
+  for (std::size_t at; (at = result.find("%20")) != result.npos;) result.replace(at, 3, " ");
+  return result;
+}
+
+void set_ecid(Device& device, const std::string& ecid) {
+  const std::string tag = "ECID:";
+  const std::size_t at = device.serial.find(tag);
+  if (at == device.serial.npos) throw std::invalid_argument("the device has no ECID");
+  device.serial.replace(at + tag.size(), 16, ecid);
 }
 
 void set_property(Device& device, const std::string& key, const std::string& value) {
@@ -62,7 +70,7 @@ void set_property(Device& device, const std::string& key, const std::string& val
   else if (key == "product-id")
     device.product_id = static_cast<std::uint16_t>(std::stoul(value, nullptr, 16));
   else if (key == "ecid")
-    device.serial = std::regex_replace(device.serial, std::regex("ECID:\\w*"), "ECID:" + value);
+    set_ecid(device, value);
   else if (key == "serial")
     device.serial = with_blanks(value);
   else if (key == "product")
