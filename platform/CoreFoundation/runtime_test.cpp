@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <barrier>
-#include <deque>
 #include <set>
 #include <thread>
 #include <vector>
@@ -108,12 +107,16 @@ TEST(Runtime, TheLastOfManyReleasesFinalizesOnce) {
 }
 
 TEST(Runtime, ThreadsAgreeOnConstantStringsAndHashes) {
-  std::deque<std::string> texts[kThreads];  // the texts of constants must stay where they are
+  // Long texts take a while to be added, so the threads do come in between each other.
+  static const std::string padding(std::size_t{64} * 1024, 'x');
+  static std::vector<std::string> texts;
+  for (int i = 0; i < 200; ++i) texts.push_back(padding + std::to_string(i));
   std::vector<CFStringRef> constants[kThreads];
   std::vector<CFHashCode> hashes[kThreads];
+  std::barrier next_text(kThreads);
   run_together([&](int thread) {
-    for (int i = 0; i < 3000; ++i) {
-      const std::string& text = texts[thread].emplace_back("shared constant " + std::to_string(i));
+    for (const std::string& text : texts) {
+      next_text.arrive_and_wait();
       constants[thread].push_back(__CFStringMakeConstantString(text.c_str()));
       hashes[thread].push_back(CFHash(constants[thread].back()));
     }
@@ -122,7 +125,7 @@ TEST(Runtime, ThreadsAgreeOnConstantStringsAndHashes) {
     EXPECT_EQ(constants[thread], constants[0]);
     EXPECT_EQ(hashes[thread], hashes[0]);
   }
-  EXPECT_EQ(std::set(constants[0].begin(), constants[0].end()).size(), constants[0].size());
+  EXPECT_EQ(std::set(constants[0].begin(), constants[0].end()).size(), texts.size());
 }
 
 TEST(Runtime, TypesAreRegisteredAndUsedFromManyThreads) {
