@@ -75,7 +75,8 @@ class DiscoveryTest(UsbTest):
         self.usb.command("add 1-3 dfu")
         process = self.start("--debug", *INFO, "00000000000000AA")
         adding = f"Adding '{ECID}'"
-        self.read_until(process, "Ignoring AMRestorableDevice with invalid ECID", adding, adding)
+        nobody = "Ignoring AMRestorableDevice with invalid ECID"
+        self.assertTrue(self.read_until(process, nobody, adding, adding))
         self.usb.command("add 1-4 recovery ecid=00000000000000AA")
         self.finish(process)
 
@@ -90,8 +91,9 @@ class DiscoveryTest(UsbTest):
             self.usb.seen_by("1-2"), ["open -> ok", "string:4 -> ok", "string:3 -> ok"] * 2
         )
         process = self.start("--debug", *INFO, "00000000000000AA")
-        self.read_until(process, f"Adding '{ECID}'")
-        self.read_until(process, "Ignoring AMRestorableDevice with invalid ECID")  # it gave up
+        self.assertTrue(self.read_until(process, f"Adding '{ECID}'"))
+        nobody = "Ignoring AMRestorableDevice with invalid ECID"
+        self.assertTrue(self.read_until(process, nobody), "it was given up")
         self.usb.command("add 1-3 recovery ecid=00000000000000AA")
         self.finish(process)
 

@@ -3,43 +3,54 @@
 from usb.bench import ECID, INFO, UsbTest
 
 PAIRS = 80
+# A socket holds ten uevents and umockdev gives up when it is full: so every third device stays until
+# the program has seen it.
+PAIRS_UNSEEN = 3
+NEIGHBOUR = "0000000000000099"
+ANOTHER = "00000000000000BB"
 
 
 class HotplugTest(UsbTest):
-    def plug_and_unplug(self):
-        for pair in range(PAIRS):
+    def start_watching(self, *arguments):
+        """Begins only when the program has seen a device: libusb leaks one that leaves while it
+        starts, as the address sanitizer tells."""
+        self.usb.command(f"add 1-9 recovery ecid={NEIGHBOUR}")
+        process = self.start("--debug", *arguments)
+        self.assertTrue(self.read_until(process, f"Adding '{NEIGHBOUR}'"))
+        return process
+
+    def plug_and_unplug(self, process) -> bool:
+        """False: the program ended before."""
+        for pair in range(1, PAIRS + 1):
             port = f"2-{pair % 4 + 1}"
-            self.usb.command(f"add {port} {('recovery', 'dfu')[pair % 2]} ecid={pair + 1:016X}")
+            self.usb.command(f"add {port} {('recovery', 'dfu')[pair % 2]} ecid={pair:016X}")
+            seen = pair % PAIRS_UNSEEN != 0 or self.read_until(process, f"Adding '{pair:016X}'")
             self.usb.command(f"remove {port}")
+            if not seen:
+                return False
+        return True
 
     def test_finds_a_device_that_comes_amid_many(self):
-        self.usb.command("add 1-9 recovery ecid=0000000000000099")
-        process = self.start("--debug", *INFO, ECID)
-        self.read_until(process, "Waiting for device", "Adding '0000000000000099'")
-        self.plug_and_unplug()
+        process = self.start_watching(*INFO, ECID)
+        self.assertTrue(self.plug_and_unplug(process))
         self.usb.command("remove 1-9")
         self.usb.command("add 1-1 recovery")
         result = self.finish(process)
         [(kind, value)] = result.messages
         self.assertEqual((kind, value["ECID"]), ("DeviceInfo", ECID))
         said = result.stderr
-        self.assertLess(said.index("Removing '0000000000000099'"), said.index(f"Adding '{ECID}'"))
+        self.assertLess(said.index(f"Removing '{NEIGHBOUR}'"), said.index(f"Adding '{ECID}'"))
 
     def test_lists_who_stays(self):
         for seconds in (4, 16, 64):  # until all came while the program waited
-            self.usb.command("add 1-1 recovery")
-            self.usb.command("add 1-2 dfu ecid=00000000000000AA")
-            process = self.start("--debug", "--list-devices", "--detect-timeout", str(seconds))
-            self.read_until(process, f"Adding '{ECID}'")
-            self.plug_and_unplug()
-            self.usb.command("remove 1-1")
-            self.usb.command("add 1-1 dfu ecid=00000000000000BB")
-            in_time = process.poll() is None
+            process = self.start_watching("--list-devices", "--detect-timeout", str(seconds))
+            in_time = self.plug_and_unplug(process)
+            self.usb.command("remove 1-9")
+            if in_time:
+                self.usb.command(f"add 1-1 dfu ecid={ANOTHER}")
+                in_time = self.read_until(process, f"Adding '{ANOTHER}'")
             [(kind, value)] = self.finish(process).messages
-            self.assertEqual(kind, "DeviceList")
             if in_time:
                 break
-            self.usb.command("remove 1-1")
-            self.usb.command("remove 1-2")
         self.assertTrue(in_time)
-        self.assertEqual(value, ["00000000000000AA", "00000000000000BB"])
+        self.assertEqual((kind, value), ("DeviceList", [ANOTHER]))
