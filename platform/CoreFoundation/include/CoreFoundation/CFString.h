@@ -16,8 +16,8 @@ extern "C" {
 
 CFTypeID CFStringGetTypeID(void);
 
-/// A copy of a NUL-terminated text; NULL when it isn't valid in `encoding` (ASCII or UTF-8), or takes
-/// 4 GiB or more.
+/// A copy of a NUL-terminated text; NULL when it isn't valid in `encoding` (ASCII or UTF-8), or
+/// takes 4 GiB or more.
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* c_str,
                                       CFStringEncoding encoding);
 /// A copy of `num_bytes` bytes; NULL when they aren't valid in `encoding` (ASCII or UTF-8). With

@@ -26,8 +26,8 @@ struct CFRuntimeClass {
 
 extern "C" {
 
-/// The new type's ID. `cls` must stay for ever. Thread-safe. There is room for some 1,000 types; one
-/// more ends the process.
+/// The new type's ID. `cls` must stay for ever. Thread-safe. There is room for some 1,000 types;
+/// one more ends the process.
 CFTypeID _CFRuntimeRegisterClass(const CFRuntimeClass* cls);
 /// A new object with one reference: a CFRuntimeBase and `extra_bytes` zeroed bytes behind it,
 /// aligned to 16. NULL for an unknown type or when memory is short.
