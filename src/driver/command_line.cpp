@@ -2,6 +2,7 @@
 
 #include <boost/program_options/errors.hpp>
 #include <boost/program_options/parsers.hpp>
+#include <boost/program_options/positional_options.hpp>
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
 #include <stdexcept>
@@ -58,7 +59,10 @@ po::options_description describe(start_options& options) {
 cf_error parse(int argc, const char** argv, const po::options_description& description) {
   try {
     po::variables_map values;
-    po::store(po::parse_command_line(argc, argv, description), values);
+    // With no list of positional options at all, stray words would pass unnoticed.
+    const po::positional_options_description none;
+    po::store(po::command_line_parser(argc, argv).options(description).positional(none).run(),
+              values);
     po::notify(values);
     return nullptr;
   } catch (const std::length_error& error) {
