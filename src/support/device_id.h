@@ -15,18 +15,18 @@ namespace TY {
 /// A name for a device, whatever it is made from: any text.
 class device_id {
  public:
-  explicit device_id(std::string data) : data_(std::move(data)) {}
+  explicit device_id(std::string data) : data(std::move(data)) {}
 
-  std::string get_data() const { return data_; }
+  std::string get_data() const { return data; }
 
   friend bool operator==(const device_id&, const device_id&) = default;
-  friend bool operator<(const device_id& a, const device_id& b) { return a.data_ < b.data_; }
+  friend bool operator<(const device_id& a, const device_id& b) { return a.data < b.data; }
 
  private:
   friend std::hash<device_id>;
   friend fmt::formatter<device_id>;
 
-  std::string data_;
+  std::string data;
 };
 
 /// The identifier of the device with that ECID: the text that the ECID prints as.
@@ -39,7 +39,7 @@ std::ostream& operator<<(std::ostream& stream, const device_id& id);
 template <>
 struct std::hash<TY::device_id> {
   std::size_t operator()(const TY::device_id& id) const noexcept {
-    return std::hash<std::string_view>()(id.data_);
+    return std::hash<std::string_view>()(id.data);
   }
 };
 
@@ -47,6 +47,6 @@ template <>
 struct fmt::formatter<TY::device_id> : fmt::formatter<std::string_view> {
   template <typename Context>
   auto format(const TY::device_id& id, Context& context) const {
-    return fmt::formatter<std::string_view>::format(id.data_, context);
+    return fmt::formatter<std::string_view>::format(id.data, context);
   }
 };

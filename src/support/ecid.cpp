@@ -21,17 +21,17 @@ std::string canonical_text(std::uint64_t value) {
 
 }  // namespace
 
-ecid::ecid(unsigned long long value) noexcept : value_(value), text_(canonical_text(value)) {}
+ecid::ecid(unsigned long long value) noexcept : value(value), text(canonical_text(value)) {}
 
 ecid::ecid(std::string_view text) : ecid(dataFromECIDString(text)) {}
 
 ecid::ecid(ecid&& other) noexcept
-    : value_(std::exchange(other.value_, 0)), text_(std::exchange(other.text_, {})) {}
+    : value(std::exchange(other.value, 0)), text(std::exchange(other.text, {})) {}
 
 ecid& ecid::operator=(ecid&& other) noexcept {
   if (this != &other) {
-    value_ = std::exchange(other.value_, 0);
-    text_ = std::exchange(other.text_, {});
+    value = std::exchange(other.value, 0);
+    text = std::exchange(other.text, {});
   }
   return *this;
 }

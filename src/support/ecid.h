@@ -24,17 +24,17 @@ class ecid {
   ecid(ecid&& other) noexcept;
   ecid& operator=(ecid&& other) noexcept;
 
-  std::uint64_t number() const { return value_; }
+  std::uint64_t number() const { return value; }
   /// The canonical text; the view lives as long as the object.
-  explicit operator std::string_view() const { return text_; }
-  explicit operator std::string() const { return text_; }
+  operator std::string_view() const { return text; }
+  operator std::string() const { return text; }
 
-  friend bool operator==(const ecid& a, const ecid& b) { return a.value_ == b.value_; }
-  friend bool operator<(const ecid& a, const ecid& b) { return a.value_ < b.value_; }
+  friend bool operator==(const ecid& a, const ecid& b) { return a.value == b.value; }
+  friend bool operator<(const ecid& a, const ecid& b) { return a.value < b.value; }
 
  private:
-  std::uint64_t value_;
-  std::string text_;
+  std::uint64_t value;
+  std::string text;
 };
 
 /// Whether `text` is 16 hexadecimal digits.

@@ -96,9 +96,10 @@ void readable_file::close() { base::close(lock_); }
 
 std::int64_t readable_file::get_total_size() {
   struct stat status;
-  if (fstat(descriptor_.native_handle(), &status) != 0)
-    throw boost::system::system_error(last_error(),
-                                      fmt::format("when getting size of file '{}'", path_));
+  if (fstat(descriptor_.native_handle(), &status) != 0) {
+    const boost::system::error_code error = last_error();
+    throw boost::system::system_error(error, fmt::format("when getting size of file '{}'", path_));
+  }
   return status.st_size;
 }
 

@@ -11,8 +11,8 @@ class serial_number {
  public:
   explicit serial_number(std::string_view text) : text_(text) {}
 
-  explicit operator std::string_view() const { return text_; }
-  explicit operator std::string() const { return text_; }
+  operator std::string_view() const { return text_; }
+  operator std::string() const { return text_; }
 
   friend bool operator==(const serial_number&, const serial_number&) = default;
   friend bool operator==(const serial_number& a, std::string_view b) { return a.text_ == b; }

@@ -14,8 +14,8 @@ class udid {
   explicit udid(std::string text);
   explicit udid(std::string_view text) : udid(std::string(text)) {}
 
-  explicit operator std::string_view() const { return text_; }
-  explicit operator std::string() const { return text_; }
+  operator std::string_view() const { return text_; }
+  operator std::string() const { return text_; }
 
   friend bool operator==(const udid&, const udid&) = default;
   friend bool operator<(const udid& a, const udid& b) { return a.text_ < b.text_; }
