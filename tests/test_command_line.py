@@ -74,6 +74,11 @@ UNPARSABLE = [
     ),
     ("--debug=1", 1, "option '--debug' does not take any arguments"),
     ("-h", 3, "unrecognised option '-h'"),
+    (
+        "--list-devices word",
+        1,
+        "too many positional options have been specified on the command line",
+    ),
 ]
 
 ONLY_ERASE = "Option --erase only compatible with --restore"
