@@ -23,7 +23,8 @@ void DataBuffer::set_capacity(std::size_t capacity) {
 }
 
 Owned<CFDataRef> DataBuffer::finish() {
-  set_capacity(size_);
+  constexpr std::size_t kSlack = 1024;  // not worth a move
+  if (bytes_ == nullptr || capacity_ - size_ > kSlack) set_capacity(size_);
   __CFData* const data = static_cast<__CFData*>(block_of(bytes_));
   data->base = new_base(kData);
   data->length = static_cast<CFIndex>(size_);

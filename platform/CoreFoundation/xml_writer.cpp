@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <array>
-#include <new>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -26,18 +28,46 @@ constexpr std::string_view kHeader =
 constexpr std::string_view kFooter = "</plist>\n";
 constexpr std::string_view kReplacementCharacter = "\xef\xbf\xbd";
 
-/// Bytes that need a look before they are copied: markup, what XML can't hold, and the lead byte
-/// of U+FFFE and U+FFFF, which it can't hold either.
-constexpr std::array<bool, 256> make_special_bytes() {
-  std::array<bool, 256> special{};
-  for (std::size_t byte = 0; byte < 0x20; ++byte) {
-    special[byte] = byte != '\t' && byte != '\n' && byte != '\r';
-  }
-  special['&'] = special['<'] = special['>'] = special[0xef] = true;
-  return special;
+/// Bytes that need a look before they are copied: markup, what XML can't hold (and, with that, tabs
+/// and line ends), and the lead byte of U+FFFE and U+FFFF, which it can't hold either.
+bool is_special(char c) {
+  const unsigned char byte = static_cast<unsigned char>(c);
+  return byte < 0x20 || byte == '&' || byte == '<' || byte == '>' || byte == 0xef;
 }
 
-constexpr std::array<bool, 256> kIsSpecial = make_special_bytes();
+template <typename Word>
+std::uint64_t load(const char* bytes) {
+  Word word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word;
+}
+
+/// Whether one of the word's eight bytes is special, without a look at each.
+inline bool any_special(std::uint64_t word) {
+  constexpr std::uint64_t kOnes = 0x0101010101010101;
+  constexpr std::uint64_t kHighBits = 0x80 * kOnes;
+  const auto any_zero = [](std::uint64_t bytes) { return (bytes - kOnes) & ~bytes; };
+  static_assert(('<' | 2) == '>');
+  return ((((word - 0x20 * kOnes) & ~word) | any_zero(word ^ '&' * kOnes) |
+           any_zero((word | 2 * kOnes) ^ '>' * kOnes) | any_zero(word ^ 0xef * kOnes)) &
+          kHighBits) != 0;
+}
+
+/// Most texts have no special byte. The last words overlap the ones before.
+bool any_special(std::string_view text) {
+  const char* const begin = text.data();
+  const std::size_t size = text.size();
+  if (size >= 8) {
+    for (std::size_t at = 0; at + 8 < size; at += 8) {
+      if (any_special(load<std::uint64_t>(begin + at))) return true;
+    }
+    return any_special(load<std::uint64_t>(begin + size - 8));
+  }
+  if (size >= 4) {
+    return any_special(load<std::uint32_t>(begin) | load<std::uint32_t>(begin + size - 4) << 32);
+  }
+  return std::any_of(text.begin(), text.end(), is_special);
+}
 
 [[noreturn]] void fail(const std::string& why) {
   throw PropertyListError("Property list invalid for format: 100 (" + why + ")");
@@ -52,7 +82,9 @@ std::string type_name(CFTypeRef cf) {
 class XmlWriter {
  public:
   Owned<CFDataRef> write(CFTypeRef root) {
-    out_.reserve(1024);
+    out_.reserve(900);
+    open_.reserve(8);
+    entries_.reserve(32);
     out_.append(kHeader);
     write_value(root);
     while (!open_.empty()) {
@@ -87,8 +119,7 @@ class XmlWriter {
     const std::size_t i = container.next++;
     if (container.is_dictionary) {
       const Entry entry = entries_[container.first + i];
-      indent();
-      write_element("key", entry.key);
+      write_element("<key>", entry.key, "</key>\n");
       write_value(entry.value);
     } else {
       write_value(CFArrayGetValueAtIndex(static_cast<CFArrayRef>(container.object),
@@ -98,23 +129,20 @@ class XmlWriter {
 
   void write_value(CFTypeRef value) {
     if (value == nullptr) fail("property lists cannot contain NULL");
-    indent();
     switch (CFGetTypeID(value)) {
       case kString:
-        write_element("string", utf8(static_cast<CFStringRef>(value)));
+        write_element("<string>", utf8(static_cast<CFStringRef>(value)), "</string>\n");
         break;
-      case kNumber: {
-        std::array<char, 32> buffer;
-        const CFNumberRef number = static_cast<CFNumberRef>(value);
-        write_plain(CFNumberIsFloatType(number) ? "real" : "integer", number_text(number, buffer));
+      case kNumber:
+        write_number(static_cast<CFNumberRef>(value));
         break;
-      }
       case kBoolean:
-        out_.append(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "<true/>\n"
-                                                                        : "<false/>\n");
+        write_line(CFBooleanGetValue(static_cast<CFBooleanRef>(value)) ? "<true/>\n"
+                                                                       : "<false/>\n");
         break;
       case kDate:
-        write_plain("date", date_text(CFDateGetAbsoluteTime(static_cast<CFDateRef>(value))));
+        write_element("<date>", date_text(CFDateGetAbsoluteTime(static_cast<CFDateRef>(value))),
+                      "</date>\n");
         break;
       case kData:
         write_data(static_cast<CFDataRef>(value));
@@ -130,23 +158,33 @@ class XmlWriter {
     }
   }
 
+  void write_number(CFNumberRef number) {
+    std::array<char, 32> buffer;
+    const std::string_view text = number_text(number, buffer);
+    if (CFNumberIsFloatType(number)) {
+      write_element("<real>", text, "</real>\n");
+    } else {
+      write_element("<integer>", text, "</integer>\n");
+    }
+  }
+
   void open_array(CFArrayRef array) {
     const std::size_t count = static_cast<std::size_t>(CFArrayGetCount(array));
     if (count == 0) {
-      out_.append("<array/>\n");
+      write_line("<array/>\n");
       return;
     }
-    out_.append("<array>\n");
+    write_line("<array>\n");
     open({array, /*is_dictionary=*/false, entries_.size(), count, 0});
   }
 
   void open_dictionary(CFDictionaryRef dictionary) {
     const std::size_t count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
     if (count == 0) {
-      out_.append("<dict/>\n");
+      write_line("<dict/>\n");
       return;
     }
-    out_.append("<dict>\n");
+    write_line("<dict>\n");
     open({dictionary, /*is_dictionary=*/true, entries_.size(), count, 0});
     entries_.reserve(entries_.size() + count);
     bad_key_ = nullptr;
@@ -181,66 +219,73 @@ class XmlWriter {
   void close() {
     const Container container = open_.back();
     open_.pop_back();
-    deep_.erase(container.object);
+    if (!deep_.empty()) deep_.erase(container.object);
     entries_.resize(container.first);
-    indent();
-    out_.append(container.is_dictionary ? "</dict>\n" : "</array>\n");
+    write_line(container.is_dictionary ? "</dict>\n" : "</array>\n");
   }
 
-  void indent() { out_.append(open_.size(), '\t'); }
-
-  /// `<name>text</name>`, the text free of markup.
-  void write_plain(std::string_view name, std::string_view text) {
-    out_.append("<");
-    out_.append(name);
-    out_.append(">");
-    out_.append(text);
-    write_end(name);
+  void write_line(std::string_view line) {
+    out_.append(open_.size(), '\t');
+    out_.append(line);
   }
 
-  void write_end(std::string_view name) {
-    out_.append("</");
-    out_.append(name);
-    out_.append(">\n");
-  }
-
-  void write_element(std::string_view name, std::string_view text) {
-    out_.append("<");
-    out_.append(name);
-    out_.append(">");
-    write_escaped(text);
-    write_end(name);
+  /// A line with tags around a text.
+  template <std::size_t kOpening, std::size_t kClosing>
+  void write_element(const char (&opening)[kOpening], std::string_view text,
+                     const char (&closing)[kClosing]) {
+    constexpr std::string_view kTabs = "\t\t\t\t\t\t\t\t";
+    if (open_.size() > kTabs.size() || any_special(text)) {
+      write_line(opening);
+      write_escaped(text);
+      out_.append(closing);
+      return;
+    }
+    // There is room for all the tabs, and copies of fixed size are fast.
+    static_assert(kOpening + kClosing - 2 >= kTabs.size());
+    const std::size_t tabs = open_.size();
+    char* out = out_.extend(tabs + kOpening - 1 + text.size() + kClosing - 1);
+    std::memcpy(out, kTabs.data(), kTabs.size());
+    std::memcpy(out += tabs, opening, kOpening - 1);
+    std::memcpy(out += kOpening - 1, text.data(), text.size());
+    std::memcpy(out + text.size(), closing, kClosing - 1);
   }
 
   void write_escaped(std::string_view text) {
     const char* const end = text.data() + text.size();
-    const char* written = text.data();
-    for (const char* next = written; next != end;) {
-      const unsigned char byte = static_cast<unsigned char>(*next);
-      if (!kIsSpecial[byte]) {
-        ++next;
-        continue;
-      }
-      out_.append({written, next});
-      std::size_t length = 1;
-      if (byte == '&') {
+    for (const char* next = text.data(); next != end;) {
+      const char* const special = std::find_if(next, end, is_special);
+      out_.append({next, special});
+      next = special == end ? end : write_special(special);
+    }
+  }
+
+  /// Writes the character that begins with a special byte. Answers where the next one begins.
+  const char* write_special(const char* text) {
+    switch (*text) {
+      case '&':
         out_.append("&amp;");
-      } else if (byte == '<') {
+        return text + 1;
+      case '<':
         out_.append("&lt;");
-      } else if (byte == '>') {
+        return text + 1;
+      case '>':
         out_.append("&gt;");
-      } else if (byte < 0x20) {
-        out_.append(kReplacementCharacter);
-      } else {
-        length = 3;
-        const std::string_view character(next, length);
+        return text + 1;
+      case '\t':
+      case '\n':
+      case '\r':
+        out_.append({text, 1});
+        return text + 1;
+      case '\xef': {
+        const std::string_view character(text, 3);
         const bool is_forbidden = character == "\xef\xbf\xbe" || character == "\xef\xbf\xbf";
         out_.append(is_forbidden ? kReplacementCharacter : character);
+        return text + 3;
       }
-      next += length;
-      written = next;
+      default:
+        out_.append(kReplacementCharacter);
+        return text + 1;
     }
-    out_.append({written, end});
   }
 
   void write_data(CFDataRef data) {
@@ -249,7 +294,7 @@ class XmlWriter {
     const std::size_t bytes_per_line = (76 - 8 * tabs) / 4 * 3;
     std::span<const unsigned char> bytes(CFDataGetBytePtr(data),
                                          static_cast<std::size_t>(CFDataGetLength(data)));
-    out_.append("<data>\n");
+    write_line("<data>\n");
     while (!bytes.empty()) {
       const std::span<const unsigned char> line =
           bytes.first(std::min(bytes.size(), bytes_per_line));
@@ -258,8 +303,7 @@ class XmlWriter {
       out_.append("\n");
       bytes = bytes.subspan(line.size());
     }
-    indent();
-    out_.append("</data>\n");
+    write_line("</data>\n");
   }
 
   DataBuffer out_;
