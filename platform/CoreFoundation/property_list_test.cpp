@@ -94,6 +94,28 @@ TEST(PropertyList, WritesWhatXmlCannotHoldAsReplacementCharacters) {
   EXPECT_NE(parse(xml).object, nullptr);
 }
 
+TEST(PropertyList, EscapesAtEveryPlace) {
+  const std::pair<std::string, std::string> escapes[] = {{"&", "&amp;"},
+                                                         {"<", "&lt;"},
+                                                         {">", "&gt;"},
+                                                         {"\x1f", "\xef\xbf\xbd"},
+                                                         {"\xef\xbf\xbf", "\xef\xbf\xbd"},
+                                                         {"\n", "\n"},
+                                                         {"\xc3\xaf", "\xc3\xaf"}};
+  for (std::size_t before = 0; before < 18; ++before) {
+    for (std::size_t behind = 0; behind < 18; ++behind) {
+      for (const auto& [character, written] : escapes) {
+        const std::string head(before, '=');
+        const std::string tail(behind, '~');
+        const Owned<CFStringRef> string(make_string(head + character + tail));
+        EXPECT_NE(write(string.get()).xml.find("<string>" + head + written + tail + "</string>"),
+                  std::string::npos)
+            << before << " before, " << behind << " behind " << character;
+      }
+    }
+  }
+}
+
 TEST(PropertyList, WritesDatesPastTheCalendarAsItsEnds) {
   const double infinity = std::numeric_limits<double>::infinity();
   for (const double time : {1e300, infinity, -infinity, std::nan("")}) {
