@@ -20,6 +20,7 @@ namespace {
 
 constexpr std::size_t kHeaderSize = 8;
 constexpr std::size_t kTrailerSize = 32;
+constexpr std::uint64_t kSharingAllowance = 65536;  // elements
 
 [[noreturn]] void fail(const char* why) { throw PropertyListError(why); }
 
@@ -80,10 +81,12 @@ class BinaryReader {
   ValueStack values_;
   // How many more elements containers may have. A list that refers to each container once stays
   // within its own length; one that refers to containers over and over could grow beyond measure.
+  // Writers do share equal containers, which in a small list can outgrow it: hence the allowance.
   std::uint64_t elements_left_;
 };
 
-BinaryReader::BinaryReader(std::string_view bytes) : bytes_(bytes), elements_left_(bytes.size()) {
+BinaryReader::BinaryReader(std::string_view bytes)
+    : bytes_(bytes), elements_left_(bytes.size() + kSharingAllowance) {
   if (bytes.size() < kHeaderSize + kTrailerSize) fail("Binary property list too short");
   const std::size_t trailer = bytes.size() - kTrailerSize;
   offset_size_ = static_cast<unsigned char>(bytes[trailer + 6]);
