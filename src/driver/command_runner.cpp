@@ -49,7 +49,7 @@ TY::ecid parse_ecid(const std::string& text) {
 
 cf_dictionary parse_restore_options(const std::vector<unsigned char>& bytes) {
   if (bytes.empty()) throw std::invalid_argument("Empty file");
-  const std::unique_ptr<const __CFData, CFTypeDeleter> data(CFDataCreateWithBytesNoCopy(
+  const cf_data data(CFDataCreateWithBytesNoCopy(
       kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()), kCFAllocatorNull));
   if (!data) throw std::runtime_error("Bad alloc");
   cf_object parsed(CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),

@@ -16,6 +16,7 @@ struct CFTypeDeleter {
 /// An owned object of any CoreFoundation type.
 using cf_object = std::unique_ptr<const void, CFTypeDeleter>;
 using cf_string = std::unique_ptr<const __CFString, CFTypeDeleter>;
+using cf_data = std::unique_ptr<const __CFData, CFTypeDeleter>;
 using cf_error = std::unique_ptr<__CFError, CFTypeDeleter>;
 using cf_dictionary = std::unique_ptr<const __CFDictionary, CFTypeDeleter>;
 using cf_mutable_dictionary = std::unique_ptr<__CFDictionary, CFTypeDeleter>;
