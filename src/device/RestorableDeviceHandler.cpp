@@ -1,7 +1,5 @@
 #include "device/RestorableDeviceHandler.h"
 
-#include <fmt/format.h>
-
 #include <boost/filesystem/operations.hpp>
 #include <cstdint>
 
@@ -18,12 +16,12 @@ TY::filesystem::path unique_scratch_location() {
 
 void enable_file_logging(output_str_state& output, const TY::filesystem::path& log_file) {
   constexpr const char* speaker = "device_notifier_state";
-  output.print_debug(fmt::format("{}: AMRestoreEnableFileLogging({})", speaker, log_file.native()));
+  output.say(speaker, "AMRestoreEnableFileLogging({})", log_file.native());
   const int status = AMRestoreEnableFileLogging(log_file.native().c_str());
   if (status == 0) return;
   const cf_string text(AMRLocalizedCopyStringForAMRError(status));
-  output.print_debug(fmt::format("{}: AMRestoreEnableFileLogging failed ({}: {})", speaker, status,
-                                 MakeDescription(text.get())));
+  output.say(speaker, "AMRestoreEnableFileLogging failed ({}: {})", status,
+             MakeDescription(text.get()));
 }
 
 }  // namespace
@@ -37,7 +35,7 @@ device_notifier_state::device_notifier_state(std::shared_ptr<output_str_state> o
   if (!this->outputter)
     assertion_failed(
         {restorable_device_handler_file, 139, "device_notifier_state", "this->outputter"});
-  this->outputter->print_debug(fmt::format("{}: initializing", "device_notifier_state"));
+  this->outputter->say("device_notifier_state", "initializing");
 
   scratchLocation = scratchOverride && !scratchOverride->empty() ? std::move(*scratchOverride)
                                                                  : unique_scratch_location();
@@ -58,8 +56,7 @@ device_notifier_state::~device_notifier_state() {
   boost::system::error_code ec;
   const std::uintmax_t removed = boost::filesystem::remove_all(scratchLocation.native(), ec);
   if (removed == UINTMAX_MAX)
-    outputter->print_debug(fmt::format("{}: Failed to clean scratch location ({})",
-                                       "~device_notifier_state", ec.message()));
+    outputter->say("~device_notifier_state", "Failed to clean scratch location ({})", ec.message());
 }
 
 }  // namespace korvrestore

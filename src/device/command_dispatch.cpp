@@ -23,7 +23,7 @@ std::optional<std::string> take_string(CFStringRef owned) {
 }  // namespace
 
 void device_notifier_state::waitForCompletion() {
-  outputter->print_debug(fmt::format("{}: AMRestorableDeviceRegisterForNotifications()", speaker));
+  outputter->say(speaker, "AMRestorableDeviceRegisterForNotifications()");
   CFErrorRef failure = nullptr;
   const AMRestorableDeviceClientID registration =
       AMRestorableDeviceRegisterForNotifications(deviceNotificationCallback, this, &failure);
@@ -67,8 +67,7 @@ void device_notifier_state::waitForCompletion() {
     const std::lock_guard<std::mutex> lock(mutex);
     inTeardown = true;
   }
-  outputter->print_debug(
-      fmt::format("{}: AMRestorableDeviceUnregisterForNotifications()", speaker));
+  outputter->say(speaker, "AMRestorableDeviceUnregisterForNotifications()");
   AMRestorableDeviceUnregisterForNotifications(registration);
 }
 

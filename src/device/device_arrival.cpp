@@ -28,23 +28,22 @@ void device_notifier_state::deviceNotificationCallback(AMRestorableDeviceRef dev
 void device_notifier_state::deviceReported(AMRestorableDeviceRef device,
                                            AMRestorableDeviceNotificationType type) {
   if (device == nullptr) {
-    outputter->print_debug(fmt::format("{}: called with null device", speaker));
+    outputter->say(speaker, "called with null device");
     return;
   }
   std::unique_lock<std::mutex> lock(mutex);
   if (inTeardown) {
-    outputter->print_debug(fmt::format("{}: Ignoring notification, inTeardown", speaker));
+    outputter->say(speaker, "Ignoring notification, inTeardown");
     return;
   }
   if (AMRestorableDeviceGetState(device) == kAMRestorableDeviceStateBootedOS) {
-    outputter->print_debug(fmt::format("{}: Ignoring booted device", speaker));
+    outputter->say(speaker, "Ignoring booted device");
     return;
   }
   const TY::ecid reported(AMRestorableDeviceGetECID(device));
   if (reported.number() == 0) {
-    outputter->print_debug(
-        fmt::format("{}: Ignoring AMRestorableDevice with invalid ECID ({} type {})", speaker,
-                    fmt::ptr(device), type));
+    outputter->say(speaker, "Ignoring AMRestorableDevice with invalid ECID ({} type {})",
+                   fmt::ptr(device), type);
     return;
   }
 
@@ -56,8 +55,8 @@ void device_notifier_state::deviceReported(AMRestorableDeviceRef device,
       deviceDisconnected(reported);
       break;
     default:
-      outputter->print_debug(fmt::format("{}: called with invalid notification type {}", speaker,
-                                         static_cast<std::int32_t>(type)));
+      outputter->say(speaker, "called with invalid notification type {}",
+                     static_cast<std::int32_t>(type));
   }
   lock.unlock();
   deviceArrived.notify_all();
@@ -65,9 +64,8 @@ void device_notifier_state::deviceReported(AMRestorableDeviceRef device,
 
 void device_notifier_state::deviceConnected(const TY::ecid& ecid, AMRestorableDeviceRef device) {
   if (devices.contains(ecid))
-    outputter->print_debug(
-        fmt::format("{}: Connected AMRestorableDevice, but '{}' already present", speaker, ecid));
-  outputter->print_debug(fmt::format("{}: Adding '{}' ({})", speaker, ecid, fmt::ptr(device)));
+    outputter->say(speaker, "Connected AMRestorableDevice, but '{}' already present", ecid);
+  outputter->say(speaker, "Adding '{}' ({})", ecid, fmt::ptr(device));
   CFRetain(device);
   // The handle gives the reference back also when there is no memory for it.
   devices.insert_or_assign(ecid, std::shared_ptr<_AMRestorableDevice>(device, CFTypeDeleter()));
@@ -76,20 +74,17 @@ void device_notifier_state::deviceConnected(const TY::ecid& ecid, AMRestorableDe
 void device_notifier_state::deviceDisconnected(const TY::ecid& ecid) {
   // The wrong way round, as readers of these lines have always known it.
   if (devices.contains(ecid))
-    outputter->print_debug(
-        fmt::format("{}: Disconnected AMRestorableDevice, but '{}' not present", speaker, ecid));
-  outputter->print_debug(fmt::format("{}: Removing '{}'", speaker, ecid));
+    outputter->say(speaker, "Disconnected AMRestorableDevice, but '{}' not present", ecid);
+  outputter->say(speaker, "Removing '{}'", ecid);
   devices.erase(ecid);
 }
 
 std::shared_ptr<_AMRestorableDevice> device_notifier_state::waitForDevice(const TY::ecid& ecid) {
-  outputter->print_debug(
-      fmt::format("{}: Looking for device '{}'", "waitForDevice", std::string_view(ecid)));
+  outputter->say("waitForDevice", "Looking for device '{}'", std::string_view(ecid));
   std::unique_lock<std::mutex> lock(mutex);
   const auto is_present = [&] { return devices.contains(ecid); };
   if (!is_present()) {
-    outputter->print_debug(
-        fmt::format("{}: Waiting for device '{}'", "waitForDevice", std::string_view(ecid)));
+    outputter->say("waitForDevice", "Waiting for device '{}'", std::string_view(ecid));
     const std::chrono::steady_clock::time_point deadline =
         std::chrono::steady_clock::now() + detectTimeout;
     if (!deviceArrived.wait_until(lock, deadline, is_present)) return nullptr;

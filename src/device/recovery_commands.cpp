@@ -11,7 +11,7 @@ namespace {
 constexpr const char* speaker = "operateOnRecoveryDevice";
 
 void set_auto_boot(output_str_state& output, AMRecoveryModeDeviceRef device, bool on) {
-  output.print_debug(fmt::format("{}: AMRecoveryModeDeviceSetAutoBoot({})", speaker, on));
+  output.say(speaker, "AMRecoveryModeDeviceSetAutoBoot({})", on);
   const AMRError result = AMRecoveryModeDeviceSetAutoBoot(device, on);
   if (result != kAMRSuccess)
     throw CreateDomainError(Error::RecoveryCommandFailed,
@@ -19,7 +19,7 @@ void set_auto_boot(output_str_state& output, AMRecoveryModeDeviceRef device, boo
 }
 
 void reboot(output_str_state& output, AMRecoveryModeDeviceRef device) {
-  output.print_debug(fmt::format("{}: AMRecoveryModeDeviceReboot()", speaker));
+  output.say(speaker, "AMRecoveryModeDeviceReboot()");
   const AMRError result = AMRecoveryModeDeviceReboot(device);
   if (result != kAMRSuccess)
     throw CreateDomainError(Error::RecoveryCommandFailed,

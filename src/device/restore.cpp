@@ -119,20 +119,20 @@ void device_notifier_state::restoreCallback(AMRestorableDeviceRef, CFDictionaryR
 
 void device_notifier_state::restoreReported(CFDictionaryRef statusDict) {
   if (statusDict == nullptr) {
-    outputter->print_debug(fmt::format("{}: Invalid argument", speaker));
+    outputter->say(speaker, "Invalid argument");
     return;
   }
   const std::optional<restore_status> status = read_status(statusDict);
   if (!status) {
-    outputter->print_debug(fmt::format("{}: Ignoring invalid statusDict", speaker));
+    outputter->say(speaker, "Ignoring invalid statusDict");
     return;
   }
-  outputter->print_debug(fmt::format("{}: status {}, operation {}, progress {}", speaker,
-                                     status->status, status->operation, status->progress));
+  outputter->say(speaker, "status {}, operation {}, progress {}", status->status, status->operation,
+                 status->progress);
 
   const cf_object sanitized = sanitize_for_xml(statusDict, on_error::skip);
   if (!sanitized || CFGetTypeID(sanitized.get()) != CFDictionaryGetTypeID()) {
-    outputter->print_debug(fmt::format("{}: Could not convert statusDict", speaker));
+    outputter->say(speaker, "Could not convert statusDict");
     return;
   }
   const cf_mutable_dictionary report =
@@ -140,11 +140,11 @@ void device_notifier_state::restoreReported(CFDictionaryRef statusDict) {
   outputter->print_value(CFSTR("RestoreStatus"), report.get());
 
   if (status->operation == operation_type::ended && status->progress == 100) {
-    outputter->print_debug(fmt::format("{}: Notifying restore complete", speaker));
+    outputter->say(speaker, "Notifying restore complete");
     notifyCompletion();
   } else if (operation == command_kind::enter_restore_mode &&
              status->operation == operation_type::entered_restore_mode) {
-    outputter->print_debug(fmt::format("{}: Notifying enter restore mode complete", speaker));
+    outputter->say(speaker, "Notifying enter restore mode complete");
     notifyCompletion();
   }
 }

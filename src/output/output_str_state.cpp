@@ -1,7 +1,5 @@
 #include "output/output_str_state.h"
 
-#include <fmt/format.h>
-
 #include <array>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/write.hpp>
@@ -38,11 +36,11 @@ void output_str_state::enqueue(std::string text, bool is_debug) {
 
 void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
   if (type == nullptr || CFStringGetLength(type) == 0 || value == nullptr) {
-    print_debug(fmt::format("{}: invalid argument", "print_value"));
+    say("print_value", "invalid argument");
     return;
   }
   if (!CFPropertyListValidateForSerialization(value, kCFPropertyListXMLFormat_v1_0)) {
-    print_debug(fmt::format("{}: object not valid for XML plist", "print_value"));
+    say("print_value", "object not valid for XML plist");
     return;
   }
 
@@ -52,14 +50,12 @@ void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
   CFDictionarySetValue(envelope.get(), CFSTR("Value"), value);
 
   CFErrorRef failure = nullptr;
-  const std::unique_ptr<const __CFData, CFTypeDeleter> data(CFPropertyListCreateData(
-      kCFAllocatorDefault, envelope.get(), kCFPropertyListXMLFormat_v1_0, 0, &failure));
+  const cf_data data(CFPropertyListCreateData(kCFAllocatorDefault, envelope.get(),
+                                              kCFPropertyListXMLFormat_v1_0, 0, &failure));
   const cf_error error(failure);
   if (!data) {
-    print_debug(error
-                    ? fmt::format("{}: CFPropertyListCreateData failed - {}", "print_value",
-                                  MakeDescription(error.get()))
-                    : fmt::format("{}: CFPropertyListCreateData failed - unknown", "print_value"));
+    say("print_value", "CFPropertyListCreateData failed - {}",
+        error ? MakeDescription(error.get()) : "unknown");
     return;
   }
 
@@ -67,7 +63,7 @@ void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
                                                CFDataGetLength(data.get()), kCFStringEncodingUTF8,
                                                /*is_external_representation=*/false));
   if (!text || CFStringGetLength(text.get()) < 1) {
-    print_debug(fmt::format("{}: CFStringCreateWithBytes failed - unknown", "print_value"));
+    say("print_value", "CFStringCreateWithBytes failed - unknown");
     return;
   }
   print(MakeString(text.get()));
@@ -81,12 +77,12 @@ void output_str_state::print_value(const message_type& message) {
 
 void output_str_state::print_formatted_error(CFErrorRef error) {
   if (error == nullptr) {
-    print_debug(fmt::format("{}: invalid argument", "print_formatted_error"));
+    say("print_formatted_error", "invalid argument");
     return;
   }
   const cf_mutable_dictionary dictionary = DictionaryFromError(error);
   if (!dictionary) {
-    print_debug(fmt::format("{}: could not create error dict", "print_formatted_error"));
+    say("print_formatted_error", "could not create error dict");
     return;
   }
   print_value(CFSTR("InternalError"), dictionary.get());

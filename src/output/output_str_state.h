@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <fmt/core.h>
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/posix/basic_stream_descriptor.hpp>
@@ -9,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +44,13 @@ class output_str_state {
   void print(std::string text);
   /// Queues a line for standard error.
   void print_debug(std::string text);
+  /// Queues a debug line of the function `speaker`: its name and what `format` makes of the rest.
+  template <typename... Arguments>
+  void say(std::string_view speaker, fmt::format_string<Arguments...> format,
+           Arguments&&... arguments) {
+    print_debug(
+        fmt::format("{}: {}", speaker, fmt::format(format, std::forward<Arguments>(arguments)...)));
+  }
   /// Queues a message. `value` is borrowed for the call.
   void print_value(CFStringRef type, CFTypeRef value);
   void print_value(const message_type& message);
