@@ -72,7 +72,7 @@ void device_notifier_state::deviceConnected(const TY::ecid& ecid, AMRestorableDe
 }
 
 void device_notifier_state::deviceDisconnected(const TY::ecid& ecid) {
-  // The wrong way round, as readers of these lines have always known it.
+  // Inverted: it's said of a device that is there. Kept because readers match these lines.
   if (devices.contains(ecid))
     outputter->say(speaker, "Disconnected AMRestorableDevice, but '{}' not present", ecid);
   outputter->say(speaker, "Removing '{}'", ecid);

@@ -16,7 +16,7 @@ bool begins_with(CFStringRef text, CFStringRef phrase) {
   return CFStringFind(text, phrase, 0).location == 0;
 }
 
-/// `copy_text` is what MobileDevice answers for one code; texts that begin with a phrase of
+/// `copy_text` returns MobileDevice's text of one code; texts that begin with a phrase of
 /// `unknown` stand for no text.
 void print_texts(output_str_state& output, const char* function, CFStringRef (*copy_text)(int),
                  int bound, std::initializer_list<CFStringRef> unknown) {

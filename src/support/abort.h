@@ -23,8 +23,8 @@ template <typename Exception>
 
 namespace korvrestore {
 
-/// Where an assertion stands, as people know it from crash reports: file and line are stable
-/// identifiers and stay when the code moves.
+/// Where an assertion stands. Crash reports are matched by file and line, so both stay as they are
+/// when the code moves.
 struct assertion_site {
   std::string_view file;
   int line;
