@@ -8,7 +8,7 @@
 namespace TY {
 
 /// One code of an error category that is described by a table. A table's rows stand in the order
-/// of their codes, from 0, the success.
+/// of their codes, from 0, the success, which stands for itself and needs no condition.
 struct error_code_row {
   const char* message;
   std::size_t message_length;

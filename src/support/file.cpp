@@ -57,7 +57,6 @@ void base::open_and_assign(const std::string& path, int flags, const std::string
   const int opened = ::open(path.c_str(), flags, created_file_mode);
   if (opened < 0) throw boost::system::system_error(last_error(), failure);
 
-  close(lock);
   boost::system::error_code not_assigned;
   descriptor_.assign(opened, not_assigned);
   if (not_assigned) {

@@ -26,8 +26,8 @@ class base {
   ~base() = default;
   base(base&&) = default;
 
-  /// Opens `path` with `flags` and takes `lock`, releasing what the object held before.
-  /// `failure` says what was tried, for the error's text.
+  /// Opens `path` with `flags` and takes `lock`; the object holds no file before. `failure` says
+  /// what was tried, for the error's text.
   template <typename Lock>
   void open_and_assign(const std::string& path, int flags, const std::string& failure, Lock& lock);
   template <typename Lock>

@@ -17,10 +17,8 @@ constexpr error_code_row row(std::string_view message,
   return {message.data(), message.size(), condition, static_cast<int>(code)};
 }
 
-boost::system::error_condition no_condition() { return {}; }
-
 constexpr std::array<error_code_row, 4> error_data = {
-    row("Success", no_condition, errc::success),
+    row("Success", nullptr, errc::success),
     row("File is too large to fit into the buffer",
         equiv_t<not_enough_memory>::return_error_condition, errc::file_too_large),
     row("Could not allocate buffer for file", equiv_t<not_enough_memory>::return_error_condition,
