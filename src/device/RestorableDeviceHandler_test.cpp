@@ -4,8 +4,6 @@
 
 #include <boost/filesystem/operations.hpp>
 
-#include "device/device_info.h"
-#include "device/mobile_device_format.h"
 #include "driver/error.h"
 #include "output/cf_strings.h"
 #include "support/recorded_output.h"
@@ -193,50 +191,6 @@ TEST(SessionDeathTest, ReportsAssertionsByTheirSites) {
       "failed\\.");
   EXPECT_DEATH(device_notifier_state::restoreCallback(nullptr, nullptr, nullptr),
                "RestorableDeviceHandler:328:  restoreCallback Assertion context failed\\.");
-}
-
-TEST(DeviceInfo, BecomesADictionary) {
-  const device_info info{TY::ecid(1), 0x8000, 1, 2, 3, 4, 0x80000000, {}, {}, {}};
-  const cf_mutable_dictionary dictionary(make_cftype(info));
-  EXPECT_EQ(CFDictionaryGetCount(dictionary.get()), 7);
-  const auto number = [&](CFStringRef key) {
-    int value = 0;
-    CFNumberGetValue(static_cast<CFNumberRef>(CFDictionaryGetValue(dictionary.get(), key)),
-                     kCFNumberIntType, &value);
-    return value;
-  };
-  EXPECT_EQ(number(CFSTR("ProductID")), -0x8000);
-  EXPECT_EQ(number(CFSTR("LocationID")), INT32_MIN);
-  EXPECT_EQ(number(CFSTR("FusingInfo")), 4);
-}
-
-TEST(Formatters, NameMobileDeviceNumbers) {
-  EXPECT_EQ(fmt::format("{}|{:>4}|{}", AMRestorableDeviceState{2}, AMRestorableDeviceState{1},
-                        AMRestorableDeviceState{7}),
-            "Recovery| DFU|<invalid device state 7>");
-  EXPECT_EQ(
-      fmt::format("{} {} {}", AMRestorableDeviceNotificationType{0},
-                  AMRestorableDeviceNotificationType{1}, AMRestorableDeviceNotificationType{2}),
-      "connected disconnected <invalid notification type 2>");
-  EXPECT_EQ(fmt::format("{} {}", AMRError{-5}, operation_type{-7}),
-            "Unknown error -5 Unknown operation -7");
-}
-
-TEST(ToolErrors, CarryCodeDescriptionAndReason) {
-  const auto text = [](CFStringRef owned) { return MakeString(cf_string(owned).get()); };
-  const cf_error error = CreateDomainError(Error::BadCommand, "x");
-  EXPECT_EQ(MakeString(CFErrorGetDomain(error.get())), "korvrestore");
-  EXPECT_EQ(text(CFErrorCopyDescription(error.get())), "Bad command");
-  EXPECT_EQ(text(CFErrorCopyFailureReason(error.get())), "x");
-  const cf_error not_utf8 = CreateDomainError(Error{9}, "file '\xff'");
-  EXPECT_EQ(text(CFErrorCopyFailureReason(not_utf8.get())), "file '?'");
-  EXPECT_EQ(text(CFErrorCopyDescription(not_utf8.get())), "Unknown error");
-  EXPECT_EQ(MakeString(ErrorDescription(Error{-1})), "Unknown error");
-
-  const int statuses[][2] = {{0, 0}, {8, 8}, {9, 1}, {-1, 1}};
-  for (const auto& [code, status] : statuses)
-    EXPECT_EQ(GetCode(CreateDomainError(Error{code}, "").get()), status);
-  EXPECT_EQ(GetCode(nullptr), 0);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
 
-#include "output/MobileDeviceDebug.h"
 #include "support/recorded_output.h"
 
 namespace korvrestore {
@@ -110,15 +109,6 @@ TEST(OutputStateDeathTest, EndsTheProcessOnAClosedPipe) {
         std::thread([&] { state->loop(); }).join();
       },
       "write");
-}
-
-TEST(MobileDeviceDebugDeathTest, WantsAnOutput) {
-  EXPECT_DEATH(print_imp_AMRLocalizedCopyStringForAMROperation(nullptr),
-               "MobileDeviceDebug:16:  print_imp_AMRLocalizedCopyStringForAMROperation Assertion "
-               "output failed\\.");
-  EXPECT_DEATH(print_imp_AMRLocalizedCopyStringForAMRError(nullptr),
-               "MobileDeviceDebug:32:  print_imp_AMRLocalizedCopyStringForAMRError Assertion "
-               "output failed\\.");
 }
 
 }  // namespace
