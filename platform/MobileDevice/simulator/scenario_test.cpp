@@ -195,15 +195,3 @@ TEST(Scenario, InOpenStepTextNumbersAreWords) {
   EXPECT_EQ(plan.attach_after, Seconds(0.5));
   EXPECT_EQ(plan.set_auto_boot_error, -3);
 }
-
-TEST(Scenario, TheExamplesCanBeUsed) {
-  const struct {
-    const char* name;
-    std::size_t devices;
-  } table[] = {{"recovery", 1}, {"bench", 12}, {"failing-restore", 1}, {"vanishing-device", 1}};
-  for (const auto& [name, devices] : table) {
-    EXPECT_EQ(read_scenario(std::string(EXAMPLES_DIR "/") + name + ".plist").devices.size(),
-              devices)
-        << name;
-  }
-}

@@ -1,0 +1,85 @@
+"""examples/scenarios, each played and compared with the table in docs/scenario.md."""
+
+import concurrent.futures
+import itertools
+import pathlib
+import re
+import shlex
+import signal
+import subprocess
+import sys
+import unittest
+
+from support.ipsw import write_ipsw
+from support.program import ProgramTest
+from support.scenario import ECID
+
+ROOT = pathlib.Path(__file__).parent.parent
+SCENARIOS = ROOT / "examples/scenarios"
+AT_ONCE = 3  # few, so that the times in the scenarios hold on a busy machine
+
+
+def rows() -> list:
+    """File, options, what comes and status, as the table has them."""
+    [section] = re.findall("(?s)\n## Scenarios to start from\n(.*?)\n## ",
+                           (ROOT / "docs/scenario.md").read_text())
+    lines = [line for line in section.splitlines() if line.startswith("| `")]
+    return [[cell.strip() for cell in line.split("|")[1:5]] for line in lines]
+
+
+def content(file: str) -> bytes:
+    path = SCENARIOS / file
+    if path.suffix != ".py":
+        return path.read_bytes()
+    return subprocess.run([sys.executable, path], check=True, stdout=subprocess.PIPE).stdout
+
+
+def up_to_the_end(messages):
+    for kind, value in messages:
+        yield kind, value
+        if kind == "RestoreStatus" and (value["Operation"], value["Progress"]) == (0, 100):
+            break
+
+
+def described(messages, like: str) -> str:
+    """The messages in the words of the table, with the values that the text `like` shows."""
+    items, models = [], like.split("; ")
+    for kind, group in itertools.groupby(up_to_the_end(messages), key=lambda message: message[0]):
+        model = models[len(items)] if len(items) < len(models) else ""
+        values = [value for _, value in group]
+        number = "several" if model.startswith("several") else f"{len(values):,}"
+        item = f"{number} `{kind}`" if len(values) > 1 else f"`{kind}`"
+        if isinstance(values[-1], list):
+            item += f" of {len(values[-1])}"
+        for path in re.findall(r"`([\w.]+)=", model):
+            value = values[-1]
+            for key in path.split("."):
+                value = value.get(key)
+            item += f" `{path}={value}`"
+        items.append(item)
+    return "; ".join(items) or "nothing"
+
+
+class ScenariosTest(ProgramTest):
+    def play(self, file, options, comes, status):
+        arguments = shlex.split(options.strip("`"))
+        if not {"--list-devices", "--ecid"} & set(arguments):
+            arguments += ["--ecid", ECID]
+        code = -signal.SIGABRT if status == "SIGABRT" else int(status)
+        run = self.start(*arguments, scenario=content(file), cwd=self.directory)
+        return described(run.finish(self, code).messages, comes)
+
+    def test_table(self):
+        table = rows()
+        listed = {row[0].strip("`") for row in table}
+        self.assertEqual(listed, {path.name for path in SCENARIOS.iterdir()})
+        write_ipsw(self.directory / "firmware.ipsw")
+        with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
+            jobs = [pool.submit(self.play, row[0].strip("`"), *row[1:]) for row in table]
+        for row, job in zip(table, jobs):
+            with self.subTest(row):
+                self.assertEqual(job.result(), row[2])
+
+
+if __name__ == "__main__":
+    unittest.main()
