@@ -52,6 +52,11 @@ UNPARSABLE = [
         "the argument ('abc') for option '--detect-timeout' is invalid",
     ),
     (
+        "--detect-timeout=-1",
+        2,
+        "the argument ('-1') for option '--detect-timeout' is invalid",
+    ),
+    (
         "--restore-timeout=4294967296",
         2,
         "the argument ('4294967296') for option '--restore-timeout' is invalid",

@@ -1,12 +1,16 @@
 #include "driver/command_line.h"
 
+#include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <boost/program_options/errors.hpp>
 #include <boost/program_options/parsers.hpp>
 #include <boost/program_options/positional_options.hpp>
 #include <boost/program_options/value_semantic.hpp>
 #include <boost/program_options/variables_map.hpp>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "driver/error.h"
 #include "driver/program_options_error.h"
@@ -23,6 +27,25 @@ po::typed_value<Value>* stored_in(std::optional<Value>& field) {
   return po::value<Value>()->notifier([&field](const Value& value) { field = value; });
 }
 
+/// Seconds as typed: of a negative number, Boost would make one above 2^31.
+struct typed_seconds {
+  std::uint32_t count;
+};
+
+void validate(boost::any& value, const std::vector<std::string>& texts, typed_seconds*, int) {
+  po::validators::check_first_occurrence(value);
+  const std::string& text = po::validators::get_single_string(texts);
+  std::int64_t count = 0;
+  if (!boost::conversion::try_lexical_convert(text, count) || !std::in_range<std::uint32_t>(count))
+    throw po::invalid_option_value(text);
+  value = typed_seconds{static_cast<std::uint32_t>(count)};
+}
+
+po::typed_value<typed_seconds>* seconds_stored_in(std::optional<std::uint32_t>& field) {
+  return po::value<typed_seconds>()->notifier(
+      [&field](const typed_seconds& seconds) { field = seconds.count; });
+}
+
 po::options_description describe(start_options& options) {
   po::options_description description("Program options");
   po::options_description_easy_init add = description.add_options();
@@ -33,7 +56,7 @@ po::options_description describe(start_options& options) {
   add("no-cleanup", po::bool_switch(&options.no_cleanup), "Disable auto temp file cleanup on exit");
   add("amr-logfile", stored_in(options.amr_logfile), "Specify logfile for AMRestore");
   add("ecid", stored_in(options.ecid_text), "Device to perform operation on");
-  add("detect-timeout", stored_in(options.detect_timeout),
+  add("detect-timeout", seconds_stored_in(options.detect_timeout),
       "How many seconds to wait for the selected device to be detected");
   add("list-devices", po::bool_switch(&options.list_devices), "List all detected Apple devices");
   add("device-info", po::bool_switch(&options.show_device_info),
@@ -44,7 +67,7 @@ po::options_description describe(start_options& options) {
       "Set a device to stay in recovery mode when it reboots");
   add("restore", stored_in(options.restore_ipsw),
       "Start a device restore with specified IPSW bundle");
-  add("restore-timeout", stored_in(options.restore_timeout),
+  add("restore-timeout", seconds_stored_in(options.restore_timeout),
       "How many seconds to wait for a restore to complete before aborting");
   add("erase", po::bool_switch(&options.erase),
       "Use with --restore to force the device to be erased during the restore");
