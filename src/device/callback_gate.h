@@ -4,9 +4,10 @@
 
 namespace korvrestore {
 
-/// Keeps MobileDevice's callbacks away from a context that is gone. MobileDevice goes on calling
-/// after a restore has timed out, and after a command has failed with its registration in place;
-/// the session ends then, and the process only a little later.
+/// Keeps MobileDevice's callbacks away from a context that is gone. A session ends a little before
+/// the process, and MobileDevice may go on calling: when the device has entered restore mode, or a
+/// restore has timed out, the restore and its reports go on; a command that failed leaves its
+/// registration in place.
 ///
 /// A context is open from construction to `close`, which waits for the calls that are inside.
 class callback_gate {
