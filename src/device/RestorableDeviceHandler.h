@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <exception>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -81,6 +82,7 @@ struct device_notifier_state {
 
   /// Restores with `restoreOptions`, waiting up to `restoreTimeout` for the end. A timeout is
   /// reported as a message, not thrown, and doesn't stop the restore.
+  /// @throws the exception that a status report ended with; the restore goes on then too.
   void operateRestore(AMRestorableDeviceRef device);
 
   std::shared_ptr<output_str_state> outputter;
@@ -95,7 +97,7 @@ struct device_notifier_state {
   duration detectTimeout = std::chrono::seconds(3);
   std::optional<TY::ecid> ecid;
   duration restoreTimeout = std::chrono::hours(2);
-  std::promise<void> completion;  // fulfilled when a restore has ended
+  std::promise<void> completion;  // fulfilled when a restore has ended or a report was lost
   callback_gate gate{this};
 
  private:
@@ -103,7 +105,7 @@ struct device_notifier_state {
   void deviceConnected(const TY::ecid& ecid, AMRestorableDeviceRef device);
   void deviceDisconnected(const TY::ecid& ecid);
   void restoreReported(CFDictionaryRef statusDict);
-  void notifyCompletion();
+  void notifyCompletion(std::exception_ptr failure = nullptr);
 
   void listDevices();
   void printDeviceInfo(AMRestorableDeviceRef device);

@@ -9,6 +9,14 @@ namespace {
 
 constexpr const char* speaker = "deviceNotificationCallback";
 
+/// When there is no memory for the line either, the report is lost in silence.
+void say_lost(output_str_state& output, const std::exception& error) noexcept {
+  try {
+    output.say(speaker, "Lost notification ({})", error.what());
+  } catch (const std::exception&) {
+  }
+}
+
 }  // namespace
 
 void device_notifier_state::deviceNotificationCallback(AMRestorableDeviceRef device,
@@ -18,10 +26,12 @@ void device_notifier_state::deviceNotificationCallback(AMRestorableDeviceRef dev
     assertion_failed({restorable_device_handler_file, 180, speaker, "context"});
   const callback_entry entry(context);
   if (!entry.is_open()) return;
+  device_notifier_state& session = *static_cast<device_notifier_state*>(context);
   try {
-    static_cast<device_notifier_state*>(context)->deviceReported(device, type);
-  } catch (...) {
-    // Memory is short, so the report is lost; MobileDevice's frames can't be unwound.
+    session.deviceReported(device, type);
+  } catch (const std::exception& error) {
+    // MobileDevice's frames can't be unwound, and nobody waits for this very report.
+    say_lost(*session.outputter, error);
   }
 }
 

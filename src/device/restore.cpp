@@ -110,10 +110,12 @@ void device_notifier_state::restoreCallback(AMRestorableDeviceRef, CFDictionaryR
     assertion_failed({restorable_device_handler_file, 328, speaker, "context"});
   const callback_entry entry(context);
   if (!entry.is_open()) return;
+  device_notifier_state& session = *static_cast<device_notifier_state*>(context);
   try {
-    static_cast<device_notifier_state*>(context)->restoreReported(statusDict);
+    session.restoreReported(statusDict);
   } catch (...) {
-    // Memory is short, so the report is lost; MobileDevice's frames can't be unwound.
+    // MobileDevice's frames can't be unwound, and the lost report may have been the last.
+    session.notifyCompletion(std::current_exception());
   }
 }
 
@@ -149,9 +151,12 @@ void device_notifier_state::restoreReported(CFDictionaryRef statusDict) {
   }
 }
 
-void device_notifier_state::notifyCompletion() {
+void device_notifier_state::notifyCompletion(std::exception_ptr failure) {
   try {
-    completion.set_value();
+    if (failure)
+      completion.set_exception(failure);
+    else
+      completion.set_value();
   } catch (const std::future_error&) {
     // The end was reported before: MobileDevice may say it more than once.
   }
