@@ -23,6 +23,3 @@ constinit const CFAllocatorRef kCFAllocatorDefault = nullptr;
 constinit const CFAllocatorRef kCFAllocatorSystemDefault = &system_allocator;
 constinit const CFAllocatorRef kCFAllocatorNull = &null_allocator;
 constinit const CFNullRef kCFNull = &null;
-
-CFTypeID CFAllocatorGetTypeID(void) { return cf::kAllocator; }
-CFTypeID CFNullGetTypeID(void) { return cf::kNull; }

@@ -73,7 +73,7 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
     text += '\n';
   }
   text += ")}";
-  return cf::make_string(text);
+  return cf::make_string(text).release();
 }
 
 }  // namespace
@@ -86,10 +86,10 @@ constinit const CFRuntimeClass cf::kArrayClass = {
     .copyDebugDesc = copy_description,
 };
 
-CFArrayRef cf::make_array(std::span<const CFTypeRef> values) noexcept {
+cf::Owned<CFArrayRef> cf::make_array(std::span<const CFTypeRef> values) noexcept {
   __CFArray* const array = create_immutable(kCFAllocatorDefault, values.size(), &kObjectCallBacks);
   if (array != nullptr) std::ranges::copy(values, array->values);
-  return array;
+  return Owned<CFArrayRef>(array);
 }
 
 CFTypeID CFArrayGetTypeID(void) { return cf::kArray; }

@@ -9,6 +9,7 @@
 
 #include "property_list.h"
 #include "utf16.h"
+#include "value_stack.h"
 
 // The format: "bplist00"; the objects, each a marker byte (its kind and a length) and a body, in
 // which containers name their elements by number; a table of the objects' offsets; a trailer of 32
@@ -113,7 +114,7 @@ Owned<CFTypeRef> BinaryReader::read() {
   return values_.pop();
 }
 
-CFTypeRef create_integer(std::string_view bytes) {
+Owned<CFTypeRef> make_integer(std::string_view bytes) {
   const std::uint64_t value =
       big_endian(bytes.substr(bytes.size() - std::min<std::size_t>(bytes.size(), 8)));
   const std::int64_t as_signed = static_cast<std::int64_t>(value);
@@ -122,45 +123,46 @@ CFTypeRef create_integer(std::string_view bytes) {
     if (high != 0 && !(high == ~std::uint64_t{0} && as_signed < 0)) fail("Integer out of range");
     if (high == 0) return make_number(value);
   }
-  return CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &as_signed);
+  return Owned<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &as_signed));
 }
 
-CFTypeRef create_real(std::string_view bytes) {
+Owned<CFTypeRef> make_real(std::string_view bytes) {
   if (bytes.size() == sizeof(float)) {
     const float value = std::bit_cast<float>(static_cast<std::uint32_t>(big_endian(bytes)));
-    return CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat32Type, &value);
+    return Owned<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat32Type, &value));
   }
   const double value = std::bit_cast<double>(big_endian(bytes));
-  return CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat64Type, &value);
+  return Owned<CFTypeRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat64Type, &value));
 }
 
-CFTypeRef create_utf16_string(std::string_view bytes) {
+Owned<CFTypeRef> make_utf16_string(std::string_view bytes) {
   std::string text;
   if (!append_utf8(text, bytes, ByteOrder::kBigEndian)) fail("Bad UTF-16 string");
   return make_string(text);
 }
 
-CFTypeRef create_ascii_string(std::string_view bytes) {
+Owned<CFTypeRef> make_ascii_string(std::string_view bytes) {
   if (!std::all_of(bytes.begin(), bytes.end(), [](char c) { return (c & 0x80) == 0; })) {
     fail("Bad ASCII string");
   }
   return make_string(bytes);
 }
 
-CFTypeRef create_leaf(unsigned marker, Body& body) {
+Owned<CFTypeRef> make_leaf(unsigned marker, Body& body) {
   switch (marker) {
     case 0x00:
-      return kCFNull;
+      return Owned<CFTypeRef>(kCFNull);
     case 0x08:
-      return kCFBooleanFalse;
+      return Owned<CFTypeRef>(kCFBooleanFalse);
     case 0x09:
-      return kCFBooleanTrue;
+      return Owned<CFTypeRef>(kCFBooleanTrue);
     case 0x22:
-      return create_real(body.take(4));
+      return make_real(body.take(4));
     case 0x23:
-      return create_real(body.take(8));
+      return make_real(body.take(8));
     case 0x33:
-      return CFDateCreate(kCFAllocatorDefault, std::bit_cast<double>(big_endian(body.take(8))));
+      return Owned<CFTypeRef>(
+          CFDateCreate(kCFAllocatorDefault, std::bit_cast<double>(big_endian(body.take(8)))));
     default:
       break;
   }
@@ -168,16 +170,17 @@ CFTypeRef create_leaf(unsigned marker, Body& body) {
   switch (marker >> 4) {
     case 0x1:
       if (low > 4) fail("Bad integer in binary property list");
-      return create_integer(body.take(std::uint64_t{1} << low));
+      return make_integer(body.take(std::uint64_t{1} << low));
     case 0x4: {
       const std::string_view bytes = body.take(body.take_length(low));
-      return CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                          static_cast<CFIndex>(bytes.size()));
+      return Owned<CFTypeRef>(CFDataCreate(kCFAllocatorDefault,
+                                           reinterpret_cast<const UInt8*>(bytes.data()),
+                                           static_cast<CFIndex>(bytes.size())));
     }
     case 0x5:
-      return create_ascii_string(body.take(body.take_length(low)));
+      return make_ascii_string(body.take(body.take_length(low)));
     case 0x6:
-      return create_utf16_string(body.take(body.take_length(low), 2));
+      return make_utf16_string(body.take(body.take_length(low), 2));
     default:
       fail("Unknown object in binary property list");
   }
@@ -187,7 +190,7 @@ CFTypeRef create_leaf(unsigned marker, Body& body) {
 void BinaryReader::push_object(std::uint64_t number, std::size_t depth) {
   if (number >= leaves_.size()) fail("Object number out of range");
   if (leaves_[number] != nullptr) {
-    values_.push(CFRetain(leaves_[number]));
+    values_.push(Owned<CFTypeRef>(CFRetain(leaves_[number])));
     return;
   }
   const std::uint64_t offset =
@@ -198,7 +201,7 @@ void BinaryReader::push_object(std::uint64_t number, std::size_t depth) {
   if (marker >> 4 == 0xa || marker >> 4 == 0xd) {
     push_container(marker, body, depth);
   } else {
-    values_.push(create_leaf(marker, body));
+    values_.push(make_leaf(marker, body));
     leaves_[number] = CFRetain(values_.top());
   }
 }

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "string_object.h"
+#include "utf8.h"
 
 namespace {
 
@@ -32,7 +33,7 @@ CFStringRef __CFStringMakeConstantString(const char* c_str) {
   if (const CFStringRef found = find(first, nullptr, text)) return found;
 
   if (!cf::is_valid_utf8(text)) cf::fatal("CFSTR() called with a text that isn't UTF-8");
-  Node* const node = new (std::nothrow) Node{first, cf::make_immortal_string(text)};
+  Node* const node = new (std::nothrow) Node{first, cf::immortal_string(text)};
   if (node == nullptr || node->string == nullptr) cf::fatal("no memory for a constant string");
   while (!bucket.compare_exchange_weak(first, node, std::memory_order_release,
                                        std::memory_order_acquire)) {

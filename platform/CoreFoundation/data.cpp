@@ -53,7 +53,7 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
     append_hex(text, bytes.last(kTail));
   }
   text += '}';
-  return cf::make_string(text);
+  return cf::make_string(text).release();
 }
 
 }  // namespace

@@ -34,11 +34,12 @@ constinit const CFRuntimeClass cf::kDictionaryClass = {
     .className = "CFDictionary",
     .finalize = finalize_table,
     .equal = equal_tables,
-    .hash = hash_table,
+    .hash = hash_of_table,
     .copyDebugDesc = copy_description,
 };
 
-CFDictionaryRef cf::make_dictionary(std::span<const CFTypeRef> keys_and_values) noexcept {
+cf::Owned<CFDictionaryRef> cf::make_dictionary(
+    std::span<const CFTypeRef> keys_and_values) noexcept {
   HashTable* const table =
       create_table(kCFAllocatorDefault, kDictionary, keys_and_values.size() / 2, &kObjectCallBacks);
   if (table == nullptr) return nullptr;
@@ -52,16 +53,18 @@ CFDictionaryRef cf::make_dictionary(std::span<const CFTypeRef> keys_and_values) 
       earlier->value = entry.value;
     }
   }
-  return static_cast<CFDictionaryRef>(table);
+  return Owned<CFDictionaryRef>(static_cast<CFDictionaryRef>(table));
 }
 
-CFDictionaryRef cf::copy_dictionary(CFDictionaryRef dictionary) noexcept {
-  if (!dictionary->is_mutable()) return static_cast<CFDictionaryRef>(CFRetain(dictionary));
+cf::Owned<CFDictionaryRef> cf::make_immutable(CFDictionaryRef dictionary) noexcept {
+  if (!dictionary->is_mutable()) {
+    return Owned<CFDictionaryRef>(static_cast<CFDictionaryRef>(CFRetain(dictionary)));
+  }
   HashTable* const copy =
       create_table(kCFAllocatorDefault, kDictionary, dictionary->count, dictionary->callbacks);
   if (copy == nullptr) return nullptr;
   for (const Entry& entry : dictionary->all()) insert_retained(*copy, entry);
-  return static_cast<CFDictionaryRef>(copy);
+  return Owned<CFDictionaryRef>(static_cast<CFDictionaryRef>(copy));
 }
 
 CFTypeID CFDictionaryGetTypeID(void) { return cf::kDictionary; }
@@ -99,21 +102,9 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator, C
 
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary) { return dictionary->count; }
 
-Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key) {
-  return cf::find(*dictionary, key) != nullptr;
-}
-
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key) {
   const cf::Entry* const entry = cf::find(*dictionary, key);
   return entry == nullptr ? nullptr : entry->value;
-}
-
-Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key,
-                                      const void** value) {
-  const cf::Entry* const entry = cf::find(*dictionary, key);
-  if (entry == nullptr) return false;
-  if (value != nullptr) *value = entry->value;
-  return true;
 }
 
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,

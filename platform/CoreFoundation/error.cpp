@@ -74,7 +74,7 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
     CFDictionaryApplyFunction(error.user_info, append_pair, &pairs);
     text.append(" UserInfo={").append(pairs).append("}");
   }
-  return cf::make_string(text);
+  return cf::make_string(text).release();
 }
 
 }  // namespace
@@ -94,8 +94,8 @@ CFTypeID CFErrorGetTypeID(void) { return cf::kError; }
 
 CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
                          CFDictionaryRef user_info) {
-  cf::Owned<CFDictionaryRef> info(user_info == nullptr ? cf::make_dictionary({})
-                                                       : cf::copy_dictionary(user_info));
+  cf::Owned<CFDictionaryRef> info =
+      user_info == nullptr ? cf::make_dictionary({}) : cf::make_immutable(user_info);
   if (info == nullptr) return nullptr;
   __CFError* const error = cf::create<__CFError>(allocator, cf::kError);
   if (error == nullptr) return nullptr;
@@ -117,7 +117,7 @@ CFStringRef CFErrorCopyDescription(CFErrorRef error) {
   if (const CFStringRef text = text_under(*error, kCFErrorLocalizedDescriptionKey)) {
     return static_cast<CFStringRef>(CFRetain(text));
   }
-  return cf::make_string(generic_description(*error));
+  return cf::make_string(generic_description(*error)).release();
 }
 
 CFStringRef CFErrorCopyFailureReason(CFErrorRef error) {

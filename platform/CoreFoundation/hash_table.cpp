@@ -200,7 +200,9 @@ Boolean equal_tables(CFTypeRef cf1, CFTypeRef cf2) {
   });
 }
 
-CFHashCode hash_table(CFTypeRef cf) { return scramble(static_cast<const HashTable*>(cf)->count); }
+CFHashCode hash_of_table(CFTypeRef cf) {
+  return scramble(static_cast<const HashTable*>(cf)->count);
+}
 
 CFStringRef copy_table_description(CFTypeRef cf, std::string_view kind) noexcept {
   const HashTable& table = *static_cast<const HashTable*>(cf);
@@ -219,7 +221,7 @@ CFStringRef copy_table_description(CFTypeRef cf, std::string_view kind) noexcept
     text += '\n';
   }
   text += "}\n";
-  return make_string(text);
+  return make_string(text).release();
 }
 
 }  // namespace cf

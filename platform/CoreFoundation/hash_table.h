@@ -53,7 +53,7 @@ void insert_retained(HashTable& table, Entry entry);
 // The runtime functions of both types.
 void finalize_table(CFTypeRef cf);
 Boolean equal_tables(CFTypeRef cf1, CFTypeRef cf2);
-CFHashCode hash_table(CFTypeRef cf);
+CFHashCode hash_of_table(CFTypeRef cf);
 /// `kind` is "dict" or "set"; a dictionary's entries are shown with their values.
 CFStringRef copy_table_description(CFTypeRef cf, std::string_view kind) noexcept;
 

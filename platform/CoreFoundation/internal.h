@@ -1,4 +1,8 @@
 /// What the files of this library share beyond the public API.
+///
+/// Functions named `create_...` and `copy_...` answer a plain reference that the caller owns, as
+/// the C API's own do, and stand at its border only; those named `make_...` answer an owning
+/// handle.
 #pragma once
 
 #include <CoreFoundation/CFRuntime.h>
@@ -38,19 +42,12 @@ enum TypeID : CFTypeID {
 /// The string's text, always valid UTF-8; borrowed, lives as long as the string.
 std::string_view utf8(CFStringRef string) noexcept;
 
-/// Less than, equal to or greater than 0 as UTF-8 text `a` stands before, with or behind `b` in
-/// the order of their UTF-16 units (in which U+1F600 comes before U+FFE6).
-int compare_utf16(std::string_view a, std::string_view b) noexcept;
-
-/// Whether `text` is valid UTF-8 (no surrogates, no overlong forms).
-bool is_valid_utf8(std::string_view text) noexcept;
-
 /// A string from UTF-8 that the caller has checked already; NULL when memory is short or the text
 /// takes 4 GiB or more.
-CFStringRef make_string(std::string_view valid_utf8) noexcept;
+Owned<CFStringRef> make_string(std::string_view valid_utf8) noexcept;
 
 /// An integer that may be past CFNumberCreate's range; of type SInt64 where that holds it.
-CFNumberRef make_number(std::uint64_t value) noexcept;
+Owned<CFNumberRef> make_number(std::uint64_t value) noexcept;
 
 /// Whether the number is an integer past SInt64's range. CFNumberGetValue writes its low 64 bits as
 /// SInt64, which are all it has, and answers false.
@@ -62,14 +59,15 @@ std::string_view number_text(CFNumberRef number, std::span<char, 32> buffer) noe
 
 /// An immutable array of CF objects that takes over the caller's references to them. NULL when
 /// memory is short: then they still are the caller's.
-CFArrayRef make_array(std::span<const CFTypeRef> values) noexcept;
+Owned<CFArrayRef> make_array(std::span<const CFTypeRef> values) noexcept;
 
 /// An immutable dictionary of CF objects from key, value, key, value, ..., keys CFStrings; takes
 /// over the caller's references to all. Of equal keys the last value stands. NULL when memory is
 /// short: then the references still are the caller's.
-CFDictionaryRef make_dictionary(std::span<const CFTypeRef> keys_and_values) noexcept;
+Owned<CFDictionaryRef> make_dictionary(std::span<const CFTypeRef> keys_and_values) noexcept;
 
-/// An immutable dictionary of the same pairs: the dictionary itself, retained, if it is one.
-CFDictionaryRef copy_dictionary(CFDictionaryRef dictionary) noexcept;
+/// An immutable dictionary of the same pairs: the dictionary itself, retained, if it is one. NULL
+/// when memory is short.
+Owned<CFDictionaryRef> make_immutable(CFDictionaryRef dictionary) noexcept;
 
 }  // namespace cf

@@ -224,13 +224,14 @@ std::string signed_text(CFNumberRef number) {
 
 CFStringRef copy_number_text(CFTypeRef cf, const void* /*format_options*/) noexcept {
   char buffer[32];
-  return cf::make_string(cf::number_text(to_number(cf), buffer));
+  return cf::make_string(cf::number_text(to_number(cf), buffer)).release();
 }
 
 CFStringRef copy_description(CFTypeRef cf) noexcept {
   const CFNumberRef number = to_number(cf);
   return cf::make_string(cf::description_head(cf, "CFNumber") + "{value = " + signed_text(number) +
-                         ", type = " + type_name(cf::flags_of(number->base)) + '}');
+                         ", type = " + type_name(cf::flags_of(number->base)) + '}')
+      .release();
 }
 
 }  // namespace
@@ -247,10 +248,11 @@ constinit const CFNumberRef kCFNumberNaN = &nan_number;
 constinit const CFNumberRef kCFNumberNegativeInfinity = &negative_infinity;
 constinit const CFNumberRef kCFNumberPositiveInfinity = &positive_infinity;
 
-CFNumberRef cf::make_number(std::uint64_t value) noexcept {
+cf::Owned<CFNumberRef> cf::make_number(std::uint64_t value) noexcept {
   const bool fits = std::in_range<std::int64_t>(value);
-  return create_integer(kCFAllocatorDefault, fits ? CFIndex{kCFNumberSInt64Type} : kUnsigned64,
-                        static_cast<std::int64_t>(value));
+  return Owned<CFNumberRef>(create_integer(kCFAllocatorDefault,
+                                           fits ? CFIndex{kCFNumberSInt64Type} : kUnsigned64,
+                                           static_cast<std::int64_t>(value)));
 }
 
 bool cf::is_unsigned64(CFNumberRef number) noexcept {
@@ -294,11 +296,6 @@ CFNumberRef CFNumberCreate(CFAllocatorRef alloc, CFNumberType type, const void* 
     default:
       return nullptr;
   }
-}
-
-CFNumberType CFNumberGetType(CFNumberRef number) {
-  if (cf::is_unsigned64(number)) return kCFNumberSInt64Type;
-  return static_cast<CFNumberType>(cf::flags_of(number->base));
 }
 
 Boolean CFNumberIsFloatType(CFNumberRef number) { return is_real(number); }

@@ -3,8 +3,6 @@
 #include <charconv>
 #include <cstdint>
 
-#include "internal.h"
-
 namespace cf {
 namespace {
 
@@ -18,7 +16,7 @@ bool parse_all(std::string_view text, Number& number, Format format) noexcept {
 
 }  // namespace
 
-CFNumberRef parse_integer(std::string_view text) noexcept {
+Owned<CFNumberRef> parse_integer(std::string_view text) noexcept {
   constexpr std::uint64_t kLowest = std::uint64_t{1} << 63;  // its magnitude
   const bool is_negative = text.starts_with('-');
   if (is_negative || text.starts_with('+')) text.remove_prefix(1);
@@ -29,17 +27,17 @@ CFNumberRef parse_integer(std::string_view text) noexcept {
   if (!is_negative) return make_number(magnitude);
   if (magnitude > kLowest) return nullptr;
   const std::int64_t value = static_cast<std::int64_t>(-magnitude);
-  return CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value);
+  return Owned<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
 }
 
-CFNumberRef parse_real(std::string_view text) noexcept {
+Owned<CFNumberRef> parse_real(std::string_view text) noexcept {
   if (text.starts_with('+')) {
     text.remove_prefix(1);
     if (text.starts_with('-')) return nullptr;
   }
   double value = 0;
   if (!parse_all(text, value, std::chars_format::general)) return nullptr;
-  return CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat64Type, &value);
+  return Owned<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat64Type, &value));
 }
 
 }  // namespace cf

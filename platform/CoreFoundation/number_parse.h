@@ -5,13 +5,15 @@
 
 #include <string_view>
 
+#include "internal.h"
+
 namespace cf {
 
 /// A new number from -2^63 to 2^64-1 in decimal or, behind 0x, hexadecimal digits. NULL when the
 /// text is anything else, or memory is short.
-CFNumberRef parse_integer(std::string_view text) noexcept;
+Owned<CFNumberRef> parse_integer(std::string_view text) noexcept;
 
 /// A new number; "inf", "infinity" and "nan" are some too. NULL as above.
-CFNumberRef parse_real(std::string_view text) noexcept;
+Owned<CFNumberRef> parse_real(std::string_view text) noexcept;
 
 }  // namespace cf

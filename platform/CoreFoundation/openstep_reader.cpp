@@ -8,6 +8,7 @@
 #include "nextstep_encoding.h"
 #include "property_list.h"
 #include "utf16.h"
+#include "value_stack.h"
 
 // Text such as `{ key = value; list = (a, "b c"); bytes = <0fbd 77>; }`; a strings file is the
 // inside of a dictionary without its braces.
@@ -142,7 +143,7 @@ void OpenStepReader::push_entries(char terminator, std::size_t depth) {
       skip_space();
       if (!accept(';')) fail("Expected ';' after value");
     } else if (accept(';')) {
-      values_.push(CFRetain(values_.top()));
+      values_.push(Owned<CFTypeRef>(CFRetain(values_.top())));
     } else {
       fail("Expected ';' or '=' after key");
     }
@@ -230,7 +231,7 @@ void OpenStepReader::push_data() {
     *bytes.extend(1) = static_cast<char>(*high << 4 | *low);
     at_ += 2;
   }
-  values_.push(bytes.finish().release());
+  values_.push(bytes.finish());
 }
 
 }  // namespace

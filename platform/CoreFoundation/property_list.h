@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <stdexcept>
 #include <string_view>
-#include <vector>
 
 #include "internal.h"
 
@@ -30,27 +29,5 @@ Owned<CFTypeRef> read_xml(std::string_view text, const char* encoding);
 Owned<CFTypeRef> read_binary(std::string_view bytes);
 
 Owned<CFTypeRef> read_openstep(std::string_view valid_utf8);
-
-/// Owned references that wait for the container that will take them over.
-class ValueStack {
- public:
-  ValueStack() = default;
-  ValueStack(const ValueStack&) = delete;
-  ValueStack& operator=(const ValueStack&) = delete;
-  ~ValueStack();
-
-  std::size_t size() const { return values_.size(); }
-  CFTypeRef top() const { return values_.back(); }
-  /// Takes over a reference as a Create call answered it. @throws std::bad_alloc  it is NULL.
-  void push(CFTypeRef owned);
-  Owned<CFTypeRef> pop();
-  /// Replaces the values from `first` up by one array of them.
-  void fold_into_array(std::size_t first);
-  /// Replaces the values from `first` up, key, value, key, value, ..., by one dictionary.
-  void fold_into_dictionary(std::size_t first);
-
- private:
-  std::vector<CFTypeRef> values_;
-};
 
 }  // namespace cf

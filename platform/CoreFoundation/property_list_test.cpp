@@ -83,7 +83,7 @@ TEST(PropertyList, WritesValuesAsMeasured) {
 TEST(PropertyList, WritesWhatXmlCannotHoldAsReplacementCharacters) {
   const std::string_view text(
       "\0a\x01\x1f\t\x7f\xef\xbf\xbd \xef\xbf\xbe \xef\xbf\xbf \xef\xbf\xbc", 21);
-  const Owned<CFStringRef> string(make_string(text));
+  const Owned<CFStringRef> string = make_string(text);
   ASSERT_NE(string, nullptr);
   const std::string xml = write(string.get()).xml;
   const std::string r = "\xef\xbf\xbd";
@@ -107,7 +107,7 @@ TEST(PropertyList, EscapesAtEveryPlace) {
       for (const auto& [character, written] : escapes) {
         const std::string head(before, '=');
         const std::string tail(behind, '~');
-        const Owned<CFStringRef> string(make_string(head + character + tail));
+        const Owned<CFStringRef> string = make_string(head + character + tail);
         EXPECT_NE(write(string.get()).xml.find("<string>" + head + written + tail + "</string>"),
                   std::string::npos)
             << before << " before, " << behind << " behind " << character;

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <limits>
 
 #include "object.h"
 
@@ -97,13 +96,6 @@ void CFRelease(CFTypeRef cf) {
   std::free(const_cast<void*>(cf));
 }
 
-CFIndex CFGetRetainCount(CFTypeRef cf) {
-  const std::uint64_t info =
-      checked_info(cf, "CFGetRetainCount() called with NULL").load(std::memory_order_relaxed);
-  const std::uint64_t count = count_in(info);
-  return count == 0 ? std::numeric_limits<CFIndex>::max() : static_cast<CFIndex>(count);
-}
-
 CFTypeID CFGetTypeID(CFTypeRef cf) {
   return type_in(
       checked_info(cf, "CFGetTypeID() called with NULL").load(std::memory_order_relaxed));
@@ -129,10 +121,10 @@ CFStringRef CFCopyDescription(CFTypeRef cf) {
   if (cls->copyDebugDesc != nullptr) {
     if (const CFStringRef description = cls->copyDebugDesc(cf)) return description;
   }
-  return cf::make_string(cf::description_head(cf, cls->className));
+  return cf::make_string(cf::description_head(cf, cls->className)).release();
 }
 
 CFStringRef CFCopyTypeIDDescription(CFTypeID type_id) {
   const CFRuntimeClass* const cls = class_of_type(type_id);
-  return cls == nullptr ? nullptr : cf::make_string(cls->className);
+  return cls == nullptr ? nullptr : cf::make_string(cls->className).release();
 }

@@ -23,7 +23,7 @@ constinit const CFRuntimeClass cf::kSetClass = {
     .className = "CFSet",
     .finalize = finalize_table,
     .equal = equal_tables,
-    .hash = hash_table,
+    .hash = hash_of_table,
     .copyDebugDesc = copy_description,
 };
 
@@ -39,12 +39,6 @@ CFSetRef CFSetCreate(CFAllocatorRef allocator, const void** values, CFIndex num_
     if (cf::find(*table, values[i]) == nullptr) cf::insert_retained(*table, {values[i], nullptr});
   }
   return static_cast<CFSetRef>(table);
-}
-
-CFIndex CFSetGetCount(CFSetRef set) { return set->count; }
-
-Boolean CFSetContainsValue(CFSetRef set, const void* value) {
-  return cf::find(*set, value) != nullptr;
 }
 
 void CFSetApplyFunction(CFSetRef set, CFSetApplierFunction applier, void* context) {

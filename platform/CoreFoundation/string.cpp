@@ -73,7 +73,7 @@ CFStringRef copy_contents(CFTypeRef cf, const void* /*format_options*/) noexcept
 CFStringRef copy_description(CFTypeRef cf) noexcept {
   std::string text = cf::description_head(cf, "CFString");
   text.append("{contents = \"").append(cf::utf8(static_cast<CFStringRef>(cf))).append("\"}");
-  return cf::make_string(text);
+  return cf::make_string(text).release();
 }
 
 }  // namespace
@@ -90,11 +90,11 @@ std::string_view cf::utf8(CFStringRef string) noexcept {
   return {reinterpret_cast<const char*>(string + 1), string->size};
 }
 
-CFStringRef cf::make_string(std::string_view valid_utf8) noexcept {
-  return create_string(kCFAllocatorDefault, valid_utf8);
+cf::Owned<CFStringRef> cf::make_string(std::string_view valid_utf8) noexcept {
+  return Owned<CFStringRef>(create_string(kCFAllocatorDefault, valid_utf8));
 }
 
-CFStringRef cf::make_immortal_string(std::string_view valid_utf8) noexcept {
+CFStringRef cf::immortal_string(std::string_view valid_utf8) noexcept {
   __CFString* const string = create_string(kCFAllocatorDefault, valid_utf8);
   if (string != nullptr) string->base = immortal_base(kString);
   return string;
@@ -160,10 +160,4 @@ CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find,
   const std::size_t at = wanted.empty() ? std::string_view::npos : text.find(wanted);
   if (at == std::string_view::npos) return {kCFNotFound, 0};
   return {static_cast<CFIndex>(cf::utf16_length(text.substr(0, at))), string_to_find->length};
-}
-
-CFComparisonResult CFStringCompare(CFStringRef string1, CFStringRef string2,
-                                   CFStringCompareFlags /*options*/) {
-  const int order = cf::compare_utf16(cf::utf8(string1), cf::utf8(string2));
-  return order < 0 ? kCFCompareLessThan : order > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo;
 }

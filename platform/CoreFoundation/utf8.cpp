@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-#include "internal.h"
-
 namespace {
 
 /// How many bytes follow the lead byte `lead`, and what the first of them may be. The narrow

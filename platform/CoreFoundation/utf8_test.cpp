@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "internal.h"
-
 namespace {
 
 std::string encoded(char32_t c) {

@@ -1,30 +1,17 @@
-#include <new>
+#include "value_stack.h"
 
-#include "property_list.h"
+#include <new>
+#include <utility>
 
 namespace cf {
-namespace {
-
-void replace_from(std::vector<CFTypeRef>& values, std::size_t first, CFTypeRef container) {
-  if (container == nullptr) throw std::bad_alloc();
-  if (first == values.size()) {
-    values.push_back(container);
-  } else {
-    values[first] = container;
-    values.resize(first + 1);
-  }
-}
-
-}  // namespace
 
 ValueStack::~ValueStack() {
   for (const CFTypeRef value : values_) CFRelease(value);
 }
 
-void ValueStack::push(CFTypeRef owned) {
-  if (owned == nullptr) throw std::bad_alloc();
-  Owned<CFTypeRef> value(owned);
-  values_.push_back(owned);
+void ValueStack::push(Owned<CFTypeRef> value) {
+  if (value == nullptr) throw std::bad_alloc();
+  values_.push_back(value.get());
   static_cast<void>(value.release());
 }
 
@@ -34,14 +21,19 @@ Owned<CFTypeRef> ValueStack::pop() {
   return value;
 }
 
+/// The container has taken over the references from `first` up.
+void ValueStack::replace_from(std::size_t first, Owned<CFTypeRef> container) {
+  if (container == nullptr) throw std::bad_alloc();
+  values_.resize(first);
+  push(std::move(container));
+}
+
 void ValueStack::fold_into_array(std::size_t first) {
-  values_.reserve(first + 1);
-  replace_from(values_, first, make_array(std::span(values_).subspan(first)));
+  replace_from(first, make_array(std::span(values_).subspan(first)));
 }
 
 void ValueStack::fold_into_dictionary(std::size_t first) {
-  values_.reserve(first + 1);
-  replace_from(values_, first, make_dictionary(std::span(values_).subspan(first)));
+  replace_from(first, make_dictionary(std::span(values_).subspan(first)));
 }
 
 }  // namespace cf

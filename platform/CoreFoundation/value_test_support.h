@@ -36,8 +36,6 @@ inline Owned<CFNumberRef> integer(std::int64_t value) { return number(kCFNumberS
 
 inline Owned<CFNumberRef> real(double value) { return number(kCFNumberFloat64Type, value); }
 
-inline Owned<CFStringRef> string(std::string_view utf8) {
-  return Owned<CFStringRef>(make_string(utf8));
-}
+inline Owned<CFStringRef> string(std::string_view utf8) { return make_string(utf8); }
 
 }  // namespace cf

@@ -15,6 +15,7 @@
 #include "number_parse.h"
 #include "property_list.h"
 #include "string_object.h"
+#include "value_stack.h"
 
 namespace cf {
 namespace {
@@ -105,8 +106,8 @@ class XmlReader {
   void check_place(Element element) const;
   void refuse_inside_leaf() const;
   /// NULL when the text is none of that element.
-  Owned<CFTypeRef> create_leaf(Element element);
-  Owned<CFTypeRef> create_key();
+  Owned<CFTypeRef> make_leaf(Element element);
+  Owned<CFTypeRef> make_key();
   [[noreturn]] void fail(const std::string& why) const;
 
   struct ParserDeleter {
@@ -217,9 +218,9 @@ void XmlReader::check_place(Element element) const {
 
 void XmlReader::end(const XML_Char* name) {
   if (leaf_) {
-    Owned<CFTypeRef> value = create_leaf(*leaf_);
+    Owned<CFTypeRef> value = make_leaf(*leaf_);
     if (value == nullptr) fail("Could not interpret <" + std::string(name) + ">");
-    values_.push(value.release());
+    values_.push(std::move(value));
     leaf_.reset();
     text_.clear();
   } else if (!containers_.empty()) {
@@ -234,16 +235,16 @@ void XmlReader::end(const XML_Char* name) {
   }
 }
 
-Owned<CFTypeRef> XmlReader::create_leaf(Element element) {
+Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
   switch (element) {
     case Element::kKey:
-      return create_key();
+      return make_key();
     case Element::kString:
-      return Owned<CFTypeRef>(make_string(text_));
+      return make_string(text_);
     case Element::kInteger:
-      return Owned<CFTypeRef>(parse_integer(text_));
+      return parse_integer(text_);
     case Element::kReal:
-      return Owned<CFTypeRef>(parse_real(text_));
+      return parse_real(text_);
     case Element::kDate: {
       const std::optional<CFAbsoluteTime> time = parse_date(text_);
       return Owned<CFTypeRef>(time ? CFDateCreate(kCFAllocatorDefault, *time) : nullptr);
@@ -260,9 +261,9 @@ Owned<CFTypeRef> XmlReader::create_leaf(Element element) {
   }
 }
 
-Owned<CFTypeRef> XmlReader::create_key() {
+Owned<CFTypeRef> XmlReader::make_key() {
   Owned<CFStringRef>& recent = recent_keys_[hash_text(text_) % recent_keys_.size()];
-  if (recent == nullptr || utf8(recent.get()) != text_) recent.reset(make_string(text_));
+  if (recent == nullptr || utf8(recent.get()) != text_) recent = make_string(text_);
   return Owned<CFTypeRef>(recent == nullptr ? nullptr : CFRetain(recent.get()));
 }
 

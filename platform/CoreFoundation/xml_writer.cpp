@@ -16,6 +16,7 @@
 #include "data_buffer.h"
 #include "date_text.h"
 #include "property_list.h"
+#include "utf8.h"
 
 namespace cf {
 namespace {
@@ -240,7 +241,8 @@ class XmlWriter {
       out_.append(closing);
       return;
     }
-    // There is room for all the tabs, and copies of fixed size are fast.
+    // One copy of fixed size is faster than one of as many tabs as there are. The tags are longer
+    // than all eight, so what is too much is overwritten.
     static_assert(kOpening + kClosing - 2 >= kTabs.size());
     const std::size_t tabs = open_.size();
     char* out = out_.extend(tabs + kOpening - 1 + text.size() + kClosing - 1);
@@ -289,9 +291,13 @@ class XmlWriter {
   }
 
   void write_data(CFDataRef data) {
+    // As the real library breaks lines: at 76 columns, the most that MIME (RFC 2045) allows, where
+    // a tab takes 8. With more than 8 tabs hardly a character would be left, so there are no more.
+    constexpr std::size_t kColumns = 76;
+    constexpr std::size_t kTabWidth = 8;
     constexpr std::size_t kMaxTabs = 8;
     const std::size_t tabs = std::min(open_.size(), kMaxTabs);
-    const std::size_t bytes_per_line = (76 - 8 * tabs) / 4 * 3;
+    const std::size_t bytes_per_line = (kColumns - kTabWidth * tabs) / 4 * 3;
     std::span<const unsigned char> bytes(CFDataGetBytePtr(data),
                                          static_cast<std::size_t>(CFDataGetLength(data)));
     write_line("<data>\n");

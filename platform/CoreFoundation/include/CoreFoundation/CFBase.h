@@ -36,12 +36,6 @@ struct CFRange {
 
 inline CFRange CFRangeMake(CFIndex location, CFIndex length) { return {location, length}; }
 
-enum CFComparisonResult : CFIndex {
-  kCFCompareLessThan = -1,
-  kCFCompareEqualTo = 0,
-  kCFCompareGreaterThan = 1,
-};
-
 enum : CFIndex { kCFNotFound = -1 };
 
 extern "C" {
@@ -53,14 +47,11 @@ extern const CFAllocatorRef kCFAllocatorSystemDefault;
 extern const CFAllocatorRef kCFAllocatorNull;
 
 extern const CFNullRef kCFNull;
-CFTypeID CFNullGetTypeID(void);
-CFTypeID CFAllocatorGetTypeID(void);
 
 /// Takes one reference more. Constants are immortal: for them, retain and release do nothing.
 CFTypeRef CFRetain(CFTypeRef cf);
 /// Gives one reference back; the last one finalizes the object. NULL ends the process.
 void CFRelease(CFTypeRef cf);
-CFIndex CFGetRetainCount(CFTypeRef cf);
 CFTypeID CFGetTypeID(CFTypeRef cf);
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
 /// Equal objects hash alike.

@@ -50,12 +50,8 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                      CFDictionaryRef dictionary);
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
-Boolean CFDictionaryContainsKey(CFDictionaryRef dictionary, const void* key);
 /// Borrowed; NULL when the key isn't there.
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
-/// True, with the borrowed value in `*value` unless `value` is NULL, when the key is there.
-Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef dictionary, const void* key,
-                                      const void** value);
 /// Fills C arrays of CFDictionaryGetCount entries each; either may be NULL. Borrowed.
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
                                   const void** values);

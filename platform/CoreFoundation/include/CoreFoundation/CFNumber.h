@@ -39,8 +39,6 @@ extern const CFNumberRef kCFNumberPositiveInfinity;
 CFTypeID CFNumberGetTypeID(void);
 /// `value_ptr` points to a value of `type`.
 CFNumberRef CFNumberCreate(CFAllocatorRef alloc, CFNumberType type, const void* value_ptr);
-/// One of the four SInt and two Float types with a size in their name.
-CFNumberType CFNumberGetType(CFNumberRef number);
 Boolean CFNumberIsFloatType(CFNumberRef number);
 /// Writes the number as a value of `type`. False when that lost something; the truncated value is
 /// written all the same.

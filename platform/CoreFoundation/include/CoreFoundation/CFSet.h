@@ -29,8 +29,6 @@ extern const CFSetCallBacks kCFTypeSetCallBacks;
 CFTypeID CFSetGetTypeID(void);
 CFSetRef CFSetCreate(CFAllocatorRef allocator, const void** values, CFIndex num_values,
                      const CFSetCallBacks* call_backs);
-CFIndex CFSetGetCount(CFSetRef set);
-Boolean CFSetContainsValue(CFSetRef set, const void* value);
 void CFSetApplyFunction(CFSetRef set, CFSetApplierFunction applier, void* context);
 
 }  // extern "C"

@@ -34,9 +34,6 @@ Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 /// Where `string_to_find` first stands in `string`, literally; (kCFNotFound, 0) if nowhere.
 CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
-/// Literal order, by UTF-16 unit.
-CFComparisonResult CFStringCompare(CFStringRef string1, CFStringRef string2,
-                                   CFStringCompareFlags options);
 
 /// What CFSTR calls: one immortal string per text. `c_str` must be ASCII and stay for ever.
 CFStringRef __CFStringMakeConstantString(const char* c_str);

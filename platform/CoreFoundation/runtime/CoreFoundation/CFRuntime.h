@@ -4,6 +4,8 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <cstdint>
+
 /// At the front of every CF object; only CoreFoundation touches it.
 struct CFRuntimeBase {
   std::uintptr_t _cfisa;

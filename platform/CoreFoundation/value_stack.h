@@ -1,0 +1,36 @@
+/// Where the property-list readers keep values until their containers are whole.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "internal.h"
+
+namespace cf {
+
+/// Owned references that wait for the container that will take them over. What grows throws
+/// std::bad_alloc when memory is short.
+class ValueStack {
+ public:
+  ValueStack() = default;
+  ValueStack(const ValueStack&) = delete;
+  ValueStack& operator=(const ValueStack&) = delete;
+  ~ValueStack();
+
+  std::size_t size() const { return values_.size(); }
+  CFTypeRef top() const { return values_.back(); }
+  /// @throws std::bad_alloc  `value` is NULL, as a Create call answers when memory is short.
+  void push(Owned<CFTypeRef> value);
+  Owned<CFTypeRef> pop();
+  /// Replaces the values from `first` up by one array of them.
+  void fold_into_array(std::size_t first);
+  /// Replaces the values from `first` up, key, value, key, value, ..., by one dictionary.
+  void fold_into_dictionary(std::size_t first);
+
+ private:
+  void replace_from(std::size_t first, Owned<CFTypeRef> container);
+
+  std::vector<CFTypeRef> values_;
+};
+
+}  // namespace cf
