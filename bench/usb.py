@@ -17,7 +17,7 @@ os.environ["KORVRESTORE"] = str(BUILD / "korvrestore")
 os.environ["USB_EMULATOR"] = str(BUILD / "tests" / "usb" / "usb_emulator")
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests"))
 
-from usb.bench import INFO, Emulator  # noqa: E402: it reads the environment
+from usb.machine import INFO, Emulator  # noqa: E402: it reads the environment
 
 
 def measure(emulator, name, arguments, without=0.0, runs=RUNS):

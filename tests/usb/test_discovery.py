@@ -3,7 +3,7 @@
 import plistlib
 
 from support.program import PATIENCE, error
-from usb.bench import ECID, EXIT_RECOVERY, INFO, UsbTest
+from usb.machine import ECID, EXIT_RECOVERY, INFO, UsbTest
 
 
 class DiscoveryTest(UsbTest):
@@ -13,13 +13,13 @@ class DiscoveryTest(UsbTest):
         return value
 
     def test_lists_none_one_and_twelve(self):
-        self.assertEqual(self.list_devices(), [])
+        self.assert_listed()
         self.usb.command("add 1-1 recovery")
-        self.assertEqual(self.list_devices(), [ECID])
+        self.assert_listed(ECID)
         ecids = [f"{number * 0x1555555555555555:016X}" for number in range(11, 0, -1)]
         for port, ecid in enumerate(ecids, start=2):
             self.usb.command(f"add 1-{port} {('dfu', 'recovery')[port % 2]} ecid={ecid}")
-        self.assertEqual(self.list_devices(), sorted([ECID, *ecids]))
+        self.assert_listed(*sorted([ECID, *ecids]))
 
     def test_opens_nothing_and_ignores_strangers(self):
         self.usb.command("add 1-1 other")
@@ -27,7 +27,7 @@ class DiscoveryTest(UsbTest):
         self.usb.command("add 1-3 recovery product-id=1284")
         self.usb.command(f"add 1-4 other product-id=1281 serial=ECID:{ECID}")
         self.usb.command("add 2-1 dfu ecid=00000000000000AA")
-        self.assertEqual(self.list_devices(), ["00000000000000AA"])
+        self.assert_listed("00000000000000AA")
         self.usb.command("sync")
         self.assertEqual(self.usb.seen, [])
 

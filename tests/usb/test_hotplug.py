@@ -1,6 +1,6 @@
 """Devices that come and go while the program waits."""
 
-from usb.bench import ECID, INFO, UsbTest
+from usb.machine import ECID, INFO, UsbTest
 
 PAIRS = 80
 # A socket holds ten uevents and umockdev gives up when it is full: so every third device stays until

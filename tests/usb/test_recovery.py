@@ -5,7 +5,7 @@ import pathlib
 import shutil
 
 from support.program import PROGRAM, error
-from usb.bench import ECID, EXIT_RECOVERY, INFO, STAY_IN_RECOVERY, UsbTest
+from usb.machine import ECID, EXIT_RECOVERY, INFO, STAY_IN_RECOVERY, UsbTest
 
 SUCCESS = [("CommandSuccess", True)]
 OPENING = ["open -> ok", "claim 0 -> ok"]

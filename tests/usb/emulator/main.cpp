@@ -45,7 +45,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "bench.h"
+#include "machine.h"
 #include "usbfs.h"
 
 namespace emulator {
@@ -81,7 +81,7 @@ void set_property(Device& device, const std::string& key, const std::string& val
     throw std::invalid_argument("unknown key " + key);
 }
 
-void add(Bench& bench, const std::string& port, std::istream& words) {
+void add(Machine& machine, const std::string& port, std::istream& words) {
   std::string mode, property;
   words >> mode;
   Device device = make_device(port, mode);
@@ -90,13 +90,13 @@ void add(Bench& bench, const std::string& port, std::istream& words) {
     if (equals == property.npos) throw std::invalid_argument("no value in " + property);
     set_property(device, property.substr(0, equals), property.substr(equals + 1));
   }
-  bench.plug(std::move(device));
+  machine.plug(std::move(device));
 }
 
-void act_on(Bench& bench, const std::shared_ptr<Device>& device, const std::string& command,
+void act_on(Machine& machine, const std::shared_ptr<Device>& device, const std::string& command,
             std::istream& words) {
-  if (command == "remove") return bench.unplug(device);
-  const std::lock_guard<std::mutex> lock(bench.mutex);
+  if (command == "remove") return machine.unplug(device);
+  const std::lock_guard<std::mutex> lock(machine.mutex);
   if (command == "fault") {
     Fault fault;
     words >> fault.action >> fault.left >> std::ws;
@@ -110,7 +110,7 @@ void act_on(Bench& bench, const std::shared_ptr<Device>& device, const std::stri
   } else if (command == "chmod") {
     unsigned int mode = 0;
     words >> std::oct >> mode;
-    bench.set_node_mode(*device, mode);
+    machine.set_node_mode(*device, mode);
   } else if (command == "environment") {
     for (const auto& [name, value] : device->saved_environment)
       fmt::print("saved {} {}={}\n", device->port, name, value);
@@ -119,17 +119,17 @@ void act_on(Bench& bench, const std::shared_ptr<Device>& device, const std::stri
   }
 }
 
-void run_line(Bench& bench, const std::string& line) {
+void run_line(Machine& machine, const std::string& line) {
   try {
     std::istringstream words(line);
     std::string command, port;
     words >> command >> port;
     if (command == "add") {
-      add(bench, port, words);
+      add(machine, port, words);
     } else if (command != "sync") {
-      const std::shared_ptr<Device> device = bench.at_port(port);
+      const std::shared_ptr<Device> device = machine.at_port(port);
       if (!device) throw std::invalid_argument("no device at " + port);
-      act_on(bench, device, command, words);
+      act_on(machine, device, command, words);
     }
     fmt::print("done\n");
   } catch (const std::exception& failure) {
@@ -139,7 +139,7 @@ void run_line(Bench& bench, const std::string& line) {
 
 /// Standard input, cut into lines.
 struct Input {
-  Bench& bench;
+  Machine& machine;
   GMainLoop* main_loop;
   std::string buffer;
 };
@@ -156,7 +156,7 @@ gboolean on_input(gint fd, GIOCondition, gpointer data) {
   for (std::size_t end; (end = input.buffer.find('\n')) != input.buffer.npos;) {
     const std::string line = input.buffer.substr(0, end);
     input.buffer.erase(0, end + 1);
-    run_line(input.bench, line);
+    run_line(input.machine, line);
   }
   return G_SOURCE_CONTINUE;
 }
@@ -166,15 +166,15 @@ int run() {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
   umask(0);  // other users may use the nodes and the sockets
   Usbfs usbfs;
-  Bench bench(usbfs.handler());
+  Machine machine(usbfs.handler());
   if (!umockdev_in_mock_environment()) {
     fmt::print(stderr, "start the emulator with LD_PRELOAD=libumockdev-preload.so.0\n");
     return 2;
   }
-  usbfs.serve(bench);
+  usbfs.serve(machine);
   fmt::print("UMOCKDEV_DIR={}\n", std::getenv("UMOCKDEV_DIR"));
   GMainLoop* const main_loop = g_main_loop_new(/*context=*/nullptr, /*is_running=*/FALSE);
-  Input input{bench, main_loop, ""};
+  Input input{machine, main_loop, ""};
   g_unix_fd_add(STDIN_FILENO, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), on_input, &input);
   g_main_loop_run(main_loop);
   g_main_loop_unref(main_loop);

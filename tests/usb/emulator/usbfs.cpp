@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace emulator {
 namespace {
@@ -16,8 +16,11 @@ void report(const Device& device, const std::string& operation, const std::strin
 }
 
 /// What the pointer at `offset` of the argument points to, fetched from the program's memory.
+/// @throws std::system_error  EFAULT: there is no such memory, as when the program has ended
 Owned<UMockdevIoctlData> resolve(UMockdevIoctlData* data, std::size_t offset, std::size_t size) {
-  return Owned<UMockdevIoctlData>(umockdev_ioctl_data_resolve(data, offset, size, nullptr));
+  Owned<UMockdevIoctlData> target(umockdev_ioctl_data_resolve(data, offset, size, nullptr));
+  if (!target) throw std::system_error(EFAULT, std::generic_category());
+  return target;
 }
 
 Owned<UMockdevIoctlData> argument_of(UMockdevIoctlClient* client, std::size_t size) {
@@ -32,14 +35,20 @@ Usbfs::Usbfs() : handler_(umockdev_ioctl_base_new()) {
 
 gboolean Usbfs::on_ioctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self) {
   Usbfs* const usbfs = static_cast<Usbfs*>(self);
-  const std::lock_guard<std::mutex> lock(usbfs->bench_->mutex);
-  const int error = usbfs->answer(client);
+  const std::lock_guard<std::mutex> lock(usbfs->machine_->mutex);
+  int error = 0;
+  try {
+    error = usbfs->answer(client);
+  } catch (const std::system_error& failure) {
+    error = failure.code().value();
+  }
   umockdev_ioctl_client_complete(client, error == 0 ? 0 : -1, error);
   return TRUE;
 }
 
 int Usbfs::answer(UMockdevIoctlClient* client) {
-  const std::shared_ptr<Device> device = bench_->at_node(umockdev_ioctl_client_get_devnode(client));
+  const std::shared_ptr<Device> device =
+      machine_->at_node(umockdev_ioctl_client_get_devnode(client));
   if (!device) return ENOTTY;
   const unsigned long request = umockdev_ioctl_client_get_request(client);
   // These are answered also when the device has left.
@@ -62,10 +71,10 @@ int Usbfs::answer(UMockdevIoctlClient* client) {
 
 /// libusb asks for them as it opens a device, and for nothing else.
 int Usbfs::capabilities(Device& device, UMockdevIoctlData* argument) {
-  const std::string fault = device.take_fault("open");
-  if (fault == "swap") bench_->swap(device);
-  report(device, "open", fault.empty() ? "ok" : fault);
   const Owned<UMockdevIoctlData> flags = resolve(argument, 0, sizeof(guint32));
+  const std::string fault = device.take_fault("open");
+  if (fault == "swap") machine_->swap(device);
+  report(device, "open", fault.empty() ? "ok" : fault);
   *reinterpret_cast<guint32*>(flags->data) = USBDEVFS_CAP_ZERO_PACKET |
                                              USBDEVFS_CAP_BULK_CONTINUATION |
                                              USBDEVFS_CAP_REAP_AFTER_DISCONNECT;
@@ -90,7 +99,7 @@ int Usbfs::submit(const std::shared_ptr<Device>& device, UMockdevIoctlClient* cl
       resolve(data.get(), G_STRUCT_OFFSET(usbdevfs_urb, buffer), size);
   Answer answer = answer_control(*device, {buffer->data, size});
   report(*device, answer.operation, answer.result);
-  if (answer.leaves || answer.reboots) bench_->unplug_soon(device, answer.reboots);
+  if (answer.leaves || answer.reboots) machine_->unplug_soon(device, answer.reboots);
   const bool to_host = (buffer->data[0] & 0x80) != 0;
   const std::size_t transferred = answer.status != 0 ? 0 : to_host ? answer.data.size() : size - 8;
   // The reference to `data` keeps its address in the program from being matched to another.
@@ -105,12 +114,12 @@ int Usbfs::reap(const Device& device, UMockdevIoctlClient* client) {
     return urb.client.get() == client && (!urb.answer.never || device.gone);
   });
   if (done == urbs_.end()) return device.gone ? ENODEV : EAGAIN;
+  const Owned<UMockdevIoctlData> pointer = argument_of(client, sizeof(gpointer));
   usbdevfs_urb* const urb = reinterpret_cast<usbdevfs_urb*>(done->data->data);
   urb->status = done->answer.never ? -ESHUTDOWN : done->answer.status;
   urb->actual_length = done->transferred;
   std::copy(done->answer.data.begin(), done->answer.data.end(),
             static_cast<std::uint8_t*>(urb->buffer) + 8);
-  const Owned<UMockdevIoctlData> pointer = argument_of(client, sizeof(gpointer));
   umockdev_ioctl_data_set_ptr(pointer.get(), 0, done->data.get());
   urbs_.erase(done);
   return 0;

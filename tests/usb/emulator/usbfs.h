@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "bench.h"
+#include "machine.h"
 
 namespace emulator {
 
@@ -28,8 +28,8 @@ class Usbfs {
   Usbfs();
 
   UMockdevIoctlBase* handler() const { return handler_.get(); }
-  /// From now on ioctls find their devices on `bench`.
-  void serve(Bench& bench) { bench_ = &bench; }
+  /// From now on ioctls find their devices on `machine`.
+  void serve(Machine& machine) { machine_ = &machine; }
 
  private:
   static gboolean on_ioctl(UMockdevIoctlBase* handler, UMockdevIoctlClient* client, gpointer self);
@@ -42,7 +42,7 @@ class Usbfs {
   int discard(const Device& device, UMockdevIoctlClient* client);
 
   Owned<UMockdevIoctlBase> handler_;
-  Bench* bench_ = nullptr;
+  Machine* machine_ = nullptr;
   std::list<Urb> urbs_;  // of the thread that answers; those of ended programs stay
 };
 

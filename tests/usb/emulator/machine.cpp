@@ -1,4 +1,4 @@
-#include "bench.h"
+#include "machine.h"
 
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -42,13 +42,13 @@ void throw_on(GError* error) {
 
 }  // namespace
 
-Bench::Bench(UMockdevIoctlBase* handler) : testbed_(umockdev_testbed_new()), handler_(handler) {
+Machine::Machine(UMockdevIoctlBase* handler) : testbed_(umockdev_testbed_new()), handler_(handler) {
   gchar* const root = umockdev_testbed_get_root_dir(testbed_.get());
   chmod(root, 0777);  // for programs that run as another user
   g_free(root);
 }
 
-void Bench::plug(Device device) {
+void Machine::plug(Device device) {
   if (by_port_.contains(device.port)) throw std::invalid_argument(device.port + " is taken");
   plug_hubs(device.port);
   device.bus = bus_of(device.port);
@@ -63,7 +63,7 @@ void Bench::plug(Device device) {
   add_to_testbed(*plugged, device_path(plugged->port));
 }
 
-void Bench::unplug(const std::shared_ptr<Device>& device) {
+void Machine::unplug(const std::shared_ptr<Device>& device) {
   const auto found = by_port_.find(device->port);
   if (found == by_port_.end() || found->second != device) return;
   by_port_.erase(found);
@@ -77,7 +77,7 @@ void Bench::unplug(const std::shared_ptr<Device>& device) {
   umockdev_testbed_remove_device(testbed_.get(), path.c_str());
 }
 
-void Bench::unplug_soon(const std::shared_ptr<Device>& device, bool reboots) {
+void Machine::unplug_soon(const std::shared_ptr<Device>& device, bool reboots) {
   run_later(0, [this, device] { unplug(device); });
   if (!reboots) return;
   std::string mode = device->returns_as;
@@ -88,31 +88,31 @@ void Bench::unplug_soon(const std::shared_ptr<Device>& device, bool reboots) {
   run_later(device->returns_after_ms, [this, back] { plug(back); });
 }
 
-void Bench::swap(Device& device) {
+void Machine::swap(Device& device) {
   device.serial = device.serial_after_swap;
   const std::string path = "/sys" + device_path(device.port);
   umockdev_testbed_set_attribute(testbed_.get(), path.c_str(), "serial", device.serial.c_str());
 }
 
-void Bench::set_node_mode(const Device& device, unsigned int mode) {
+void Machine::set_node_mode(const Device& device, unsigned int mode) {
   gchar* const root = umockdev_testbed_get_root_dir(testbed_.get());
   const int result = chmod((root + device.node()).c_str(), mode);
   g_free(root);
   if (result != 0) throw std::runtime_error("can't change the mode of " + device.node());
 }
 
-std::shared_ptr<Device> Bench::at_port(const std::string& port) {
+std::shared_ptr<Device> Machine::at_port(const std::string& port) {
   const auto found = by_port_.find(port);
   return found == by_port_.end() ? nullptr : found->second;
 }
 
-std::shared_ptr<Device> Bench::at_node(const std::string& node) {
+std::shared_ptr<Device> Machine::at_node(const std::string& node) {
   const auto found = by_node_.find(node);
   return found == by_node_.end() ? nullptr : found->second;
 }
 
 /// The root hub and the hubs between it and the device: without them libusb finds no port numbers.
-void Bench::plug_hubs(const std::string& port) {
+void Machine::plug_hubs(const std::string& port) {
   const auto plug_hub = [&](const std::string& name, const std::string& path) {
     if (!hubs_.insert(name).second) return;
     Device hub = make_device(name, "other");
@@ -127,7 +127,7 @@ void Bench::plug_hubs(const std::string& port) {
 }
 
 /// The description is of umockdev's own format. Adding sends the uevent, too.
-void Bench::add_to_testbed(const Device& device, const std::string& path) {
+void Machine::add_to_testbed(const Device& device, const std::string& path) {
   GError* error = nullptr;
   umockdev_testbed_attach_ioctl(testbed_.get(), device.node().c_str(), handler_, &error);
   throw_on(error);

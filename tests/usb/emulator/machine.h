@@ -22,10 +22,10 @@ using Owned = std::unique_ptr<Type, Unreference>;
 
 /// Plugs and unplugs on the main thread only. The devices themselves are also of the thread that
 /// answers ioctls, so `mutex` guards them.
-class Bench {
+class Machine {
  public:
   /// `handler` answers the ioctls on all nodes.
-  explicit Bench(UMockdevIoctlBase* handler);
+  explicit Machine(UMockdevIoctlBase* handler);
 
   /// @throws std::invalid_argument  the port is taken
   void plug(Device device);
