@@ -6,8 +6,8 @@
 
 #include "driver/error.h"
 #include "output/cf_strings.h"
-#include "support/recorded_output.h"
-#include "support/temporary_directory.h"
+#include "tests/support/recorded_output.h"
+#include "tests/support/temporary_directory.h"
 
 namespace korvrestore {
 namespace {

@@ -7,7 +7,7 @@
 #include <boost/numeric/conversion/cast.hpp>
 #include <boost/system/system_error.hpp>
 
-#include "support/recorded_output.h"
+#include "tests/support/recorded_output.h"
 
 namespace korvrestore {
 namespace {

@@ -14,7 +14,7 @@
 
 #include "support/file_error.h"
 #include "support/ios_device_error.h"
-#include "support/temporary_directory.h"
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
