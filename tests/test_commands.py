@@ -37,12 +37,12 @@ class ListDevicesTest(ProgramTest):
         source.shuffle(devices)
         devices[100:100] = [device("00000000000000AA", "BootedOS"), device("0" * 16)]
 
-        listed = self.run_program("--list-devices", "--detect-timeout", "1", devices=devices)
-        self.assertEqual(listed.messages, [("DeviceList", expected)])
-        at_once = self.run_program("--list-devices", "--detect-timeout", "0", devices=devices)
-        [(kind, seen)] = at_once.messages
-        self.assertEqual((kind, sorted(seen)), ("DeviceList", seen))
-        self.assertLessEqual(set(seen), set(expected))
+        for seconds in (1, 8, 64):  # until all came in time
+            line = ("--list-devices", "--detect-timeout", str(seconds))
+            [(kind, listed)] = self.run_program(*line, devices=devices).messages
+            if len(listed) >= len(expected):
+                break
+        self.assertEqual((kind, listed), ("DeviceList", expected))
 
 
 class DeviceInfoTest(ProgramTest):

@@ -1,10 +1,8 @@
 """--restore and --enter-restore-mode, from bundles and by script."""
 
-import plistlib
 import unittest
 
 from support.ipsw import BOARD, CHIP, damage, write_ipsw
-from support.pipe import SmallPipe
 from support.plist import with_nulls
 from support.program import FOUND, ProgramTest, error
 from support.scenario import ECID, THE_END, device, report
@@ -39,21 +37,11 @@ class BundleTest(ProgramTest):
             self.assertEqual(reports[-1], THE_END)
 
     def test_erase_chooses_the_identity(self):
-        """Long before the end, the personalized bundle stands in the scratch directory."""
-        write_ipsw(self.ipsw)
-        slow = self.device | {"RestoreSeconds": 5}
-        for option, behavior in {(): "Update", ("--erase",): "Erase"}.items():
-            with SmallPipe() as pipe:
-                line = (*self.line, *option, *pipe.option)
-                run = self.start(*line, devices=[slow], pass_fds=[pipe.writer])
-                self.addCleanup(run.kill)
-                pipe.started()
-                next(value for _, value in pipe.messages() if value["Operation"] == AT_RESTORE_MODE)
-                [manifest] = run.temporary.glob("*/PRB/1/BuildManifest.plist")
-                self.assertRegex(manifest.parts[-4], "^korvrestore[.][0-9a-f]{6}$")
-                identities = plistlib.loads(manifest.read_bytes())["BuildIdentities"]
-                chosen = [identity["Info"]["RestoreBehavior"] for identity in identities]
-                self.assertEqual(chosen, [behavior])
+        """The one to erase by can't be written, and the failure says where it would have stood."""
+        write_ipsw(self.ipsw, erase_by={"Null": None})
+        self.assertEqual(self.reports(devices=[self.device])[-1], THE_END)
+        failure = self.reports("--erase", devices=[self.device])[-1]["Error"]["Description"]
+        self.assertRegex(failure, "/korvrestore[.][0-9a-f]{6}/PRB/1/BuildManifest.plist: ")
 
     def test_unfit_bundles(self):
         def damaged(path):
@@ -80,8 +68,14 @@ class BundleTest(ProgramTest):
 
     def test_device_that_vanishes(self):
         write_ipsw(self.ipsw)
-        fleeting = self.device | {"RestoreSeconds": 10_000, "DetachAfter": 0.3}
-        self.assertEqual(self.reports(devices=[fleeting])[-1]["Status"], "Failed")
+        for seconds in (0.3, 3, 30):  # until the restore began before the device left
+            fleeting = self.device | {"RestoreSeconds": 10_000, "DetachAfter": seconds}
+            line = (*self.line[:-1], "1")
+            result = self.run_program(*line, devices=[fleeting], status={0, 4})
+            if result.status == 0:
+                break
+        kind, value = result.messages[-1]
+        self.assertEqual((kind, value["Status"]), ("RestoreStatus", "Failed"))
 
     def test_enter_restore_mode(self):
         write_ipsw(self.ipsw)
