@@ -19,7 +19,21 @@ foreach(library IN ITEMS CoreFoundation MobileDevice TYMath dispatch)
   endif()
 endforeach()
 
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# Under /usr and /usr/local udev reads it; under another prefix it has no effect.
+set(udev_rules_dir ${CMAKE_INSTALL_PREFIX}/lib/udev/rules.d)
+if(KORVRESTORE_USB)
+  install(FILES packaging/70-korvrestore.rules DESTINATION lib/udev/rules.d)
+endif()
+
+# The version, and where things are installed, are in CMake's hands only.
+foreach(file IN ITEMS changelog korvrestore.1)
+  configure_file(packaging/${file} ${PROJECT_BINARY_DIR}/${file} @ONLY)
+endforeach()
+
+install(FILES README.md packaging/copyright ${PROJECT_BINARY_DIR}/changelog
+        DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS
         PATTERN __pycache__ EXCLUDE)
-install(FILES packaging/korvrestore.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${PROJECT_BINARY_DIR}/korvrestore.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES packaging/korvrestore.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME korvrestore)
