@@ -79,6 +79,12 @@ UNPARSABLE = [
     ),
     ("--debug=1", 1, "option '--debug' does not take any arguments"),
     ("-h", 3, "unrecognised option '-h'"),
+    ("-%original_token%", 3, "unrecognised option '-%original_token%'"),
+    (
+        "--detect-timeout %value%",
+        2,
+        "the argument ('%value%') for option '--detect-timeout' is invalid",
+    ),
     (
         "--list-devices word",
         1,

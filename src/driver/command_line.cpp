@@ -90,7 +90,7 @@ cf_error parse(int argc, const char** argv, const po::options_description& descr
     return nullptr;
   } catch (const std::length_error& error) {
     return CreateDomainError(Error::BadCommand, error.what());
-  } catch (const std::exception& error) {
+  } catch (std::exception& error) {
     return error_from_exception(error);
   }
 }

@@ -156,7 +156,7 @@ int runProgramMain(const start_options& options,
     return static_cast<int>(Error::NoError);
   } catch (const cf_error& error) {
     return report(error, *output);
-  } catch (const std::exception& error) {
+  } catch (std::exception& error) {
     return report(error_from_exception(error), *output);
   }
 }

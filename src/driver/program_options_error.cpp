@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/program_options/errors.hpp>
+#include <string>
 
 #include "driver/error.h"
 
@@ -10,16 +12,39 @@ namespace korvrestore {
 
 namespace po = boost::program_options;
 
-cf_error error_from_exception(const std::exception& exception) {
+namespace {
+
+/// Names the member in which an error keeps the words of the command line for its text.
+struct error_words : po::error_with_option_name {
+  static constexpr auto member = &error_words::m_substitutions;
+};
+
+/// Boost puts words of the command line into its text until no placeholder, such as "%value%", is
+/// left in it. A word that holds one would keep it busy until memory runs out, so another character
+/// stands for the per cent signs of words meanwhile.
+std::string text_of(std::exception& exception) {
+  constexpr char percent_stand_in = '\x01';
+  auto* const error = dynamic_cast<po::error_with_option_name*>(&exception);
+  if (error == nullptr) return exception.what();
+  for (auto& [placeholder, word] : error->*error_words::member)
+    std::replace(word.begin(), word.end(), '%', percent_stand_in);
+  std::string text = error->what();
+  std::replace(text.begin(), text.end(), percent_stand_in, '%');
+  return text;
+}
+
+}  // namespace
+
+cf_error error_from_exception(std::exception& exception) {
   if (const auto* multiple = dynamic_cast<const po::multiple_occurrences*>(&exception))
     return CreateDomainError(
         Error::BadCommand,
         fmt::format("Option '{}' may only be specified once", multiple->get_option_name()));
   if (dynamic_cast<const po::unknown_option*>(&exception) != nullptr)
-    return CreateDomainError(Error::BadCommand, exception.what());
+    return CreateDomainError(Error::BadCommand, text_of(exception));
   if (dynamic_cast<const po::invalid_option_value*>(&exception) != nullptr)
-    return CreateDomainError(Error::InvalidArgument, exception.what());
-  return CreateDomainError(Error::UnknownError, exception.what());
+    return CreateDomainError(Error::InvalidArgument, text_of(exception));
+  return CreateDomainError(Error::UnknownError, text_of(exception));
 }
 
 }  // namespace korvrestore

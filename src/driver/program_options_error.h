@@ -6,7 +6,8 @@
 
 namespace korvrestore {
 
-/// The tool error for an exception that parsing a command line, or a command, ended with.
-cf_error error_from_exception(const std::exception& exception);
+/// The tool error for an exception that parsing a command line, or a command, ended with. The
+/// exception is used up.
+cf_error error_from_exception(std::exception& exception);
 
 }  // namespace korvrestore
