@@ -11,6 +11,8 @@
 #include <optional>
 #include <string>
 
+#include "cf.h"
+
 namespace MobileDevice {
 
 /// What is known of a device without asking it anything.
@@ -32,9 +34,9 @@ using StatusReceiver = std::function<void(CFDictionaryRef status)>;
 
 /// One attachment of one device: a device that comes back is another object. The calls may come
 /// on any thread, also after the device has left.
-class Device {
+class Attachment {
  public:
-  virtual ~Device() = default;
+  virtual ~Attachment() = default;
 
   /// Never blocks.
   virtual DeviceProperties properties() const = 0;
@@ -51,10 +53,10 @@ class Device {
 /// Who hears of devices. The backend calls it on one thread at a time, in the order of events.
 class Listener {
  public:
-  virtual void attached(std::shared_ptr<Device> device) = 0;
-  virtual void detached(const std::shared_ptr<Device>& device) = 0;
+  virtual void attached(std::shared_ptr<Attachment> attachment) = 0;
+  virtual void detached(const std::shared_ptr<Attachment>& attachment) = 0;
   /// A report of any type about a device, which changes nothing about who is attached.
-  virtual void reported(const std::shared_ptr<Device>& device,
+  virtual void reported(const std::shared_ptr<Attachment>& attachment,
                         AMRestorableDeviceNotificationType type) = 0;
 
  protected:
@@ -67,11 +69,11 @@ class Backend {
   virtual ~Backend() = default;
 
   /// Begins to watch for devices, at the first registration; calls `listener` for those that are
-  /// attached already, then at each change. On failure answers a new CFError, the caller's, and
-  /// may be started again; else NULL.
-  virtual CFErrorRef start(Listener& listener) = 0;
+  /// attached already, then at each change.
+  /// @return  NULL, or the failure, after which it may be started again
+  virtual Owned<CFErrorRef> start(Listener& listener) = 0;
 
-  /// What AMRestoreEnableFileLogging answers instead of opening a file; 0: open it.
+  /// What AMRestoreEnableFileLogging returns instead of opening a file; 0: open it.
   virtual int file_logging_error() const { return 0; }
   virtual bool has_default_restore_options() const { return true; }
   /// Texts that stand over the library's own; the numbers need not be known to it.

@@ -1,5 +1,5 @@
 /// The numbers that this library gives to what a restore does and to what goes wrong. Their texts
-/// are in framework/texts.cpp. Where the framework of macOS is known to use a number, ours is the
+/// are in front/texts.cpp. Where the framework of macOS is known to use a number, ours is the
 /// same; the others are our own.
 #pragma once
 

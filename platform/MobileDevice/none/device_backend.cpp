@@ -6,7 +6,7 @@ namespace {
 /// Knows of no device.
 class NoDevices final : public Backend {
  public:
-  CFErrorRef start(Listener&) override { return nullptr; }
+  Owned<CFErrorRef> start(Listener&) override { return nullptr; }
 };
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include "failure.h"
 #include "integers.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
 /// NULL if `dictionary` is NULL or hasn't the key.
@@ -20,9 +20,8 @@ CFDictionaryRef dictionary_in(CFTypeRef value) {
 }
 
 bool is_number(CFTypeRef value, std::uint32_t number) {
-  if (const CFStringRef text = cast<CFStringRef>(value, CFStringGetTypeID())) {
+  if (const CFStringRef text = cast<CFStringRef>(value, CFStringGetTypeID()))
     return parse_integer(to_text(text)) == number;
-  }
   return integer_in(value) == number;
 }
 
@@ -57,12 +56,12 @@ Owned<CFDictionaryRef> personalize(CFPropertyListRef manifest, const DevicePrope
   const CFArrayRef identities =
       cast<CFArrayRef>(value_at(whole, CFSTR("BuildIdentities")), CFArrayGetTypeID());
   if (identities == nullptr) {
-    throw Failure(FailureCode::build_manifest,
+    throw Failure(FailureCode::kBuildManifest,
                   fmt::format("{}: BuildManifest.plist has no array BuildIdentities", bundle));
   }
   const void* const identity = find_identity(identities, device, restore_behavior);
   if (identity == nullptr) {
-    throw Failure(FailureCode::no_identity,
+    throw Failure(FailureCode::kNoIdentity,
                   fmt::format("{}: BuildManifest.plist has no identity for ChipID 0x{:X}, "
                               "BoardID 0x{:X}",
                               bundle, device.chip_id, device.board_id));
@@ -77,4 +76,4 @@ Owned<CFDictionaryRef> personalize(CFPropertyListRef manifest, const DevicePrope
   return Owned<CFDictionaryRef>(result);
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -6,7 +6,7 @@
 #include "../Backend.h"
 #include "../cf.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// `manifest` with just the one of its BuildIdentities whose ApChipID and ApBoardID (numbers, or
 /// text as in "0x8020") are the device's. Of several, the first for the restore behaviour
@@ -15,4 +15,4 @@ namespace MobileDevice {
 Owned<CFDictionaryRef> personalize(CFPropertyListRef manifest, const DeviceProperties& device,
                                    CFTypeRef restore_behavior, const std::string& bundle);
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -6,18 +6,18 @@
 
 #include "../cf.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// The codes of the CFErrors of the domain "MobileDeviceSimulator"; integrators see them.
 enum class FailureCode : CFIndex {
-  scenario = 1,
-  options = 2,
-  bundle = 3,
-  build_manifest = 4,
-  no_identity = 5,
-  personalized_bundle = 6,
-  device_left = 7,
-  internal = 8,
+  kScenario = 1,
+  kOptions = 2,
+  kBundle = 3,
+  kBuildManifest = 4,
+  kNoIdentity = 5,
+  kPersonalizedBundle = 6,
+  kDeviceLeft = 7,
+  kInternal = 8,
 };
 
 /// The text says what is wrong with which file.
@@ -30,4 +30,4 @@ class Failure : public std::runtime_error {
   FailureCode code_;
 };
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -1,6 +1,7 @@
 #include "fields.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <utility>
@@ -8,10 +9,10 @@
 #include "failure.h"
 #include "integers.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
-constexpr std::int64_t longest_seconds = 1'000'000;
+constexpr std::int64_t kLongestSeconds = 1'000'000;
 
 bool is_text(CFTypeRef value, const char* text) {
   const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
@@ -21,7 +22,7 @@ bool is_text(CFTypeRef value, const char* text) {
 }  // namespace
 
 void Field::expected(const std::string& what) const {
-  throw Failure(FailureCode::scenario,
+  throw Failure(FailureCode::kScenario,
                 fmt::format("{}: {}{}expected {}{}", file, path, path.empty() ? "" : ": ", what,
                             value == nullptr ? ", but the key is missing" : ""));
 }
@@ -51,9 +52,8 @@ std::int64_t Field::integer(std::int64_t low, std::int64_t high) const {
   const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
   const std::optional<std::int64_t> number =
       all_text && string != nullptr ? parse_integer(to_text(string)) : integer_in(value);
-  if (!number || *number < low || *number > high) {
+  if (!number || *number < low || *number > high)
     expected(fmt::format("an integer from {} to {}", low, high));
-  }
   return *number;
 }
 
@@ -65,9 +65,8 @@ Seconds Field::seconds() const {
   } else if (all_text && string != nullptr) {
     if (!boost::conversion::try_lexical_convert(to_text(string), number)) number = -1;
   }
-  if (!(number >= 0 && number <= longest_seconds)) {
-    expected(fmt::format("seconds, a number from 0 to {}", longest_seconds));
-  }
+  if (!(number >= 0 && number <= kLongestSeconds))
+    expected(fmt::format("seconds, a number from 0 to {}", kLongestSeconds));
   return Seconds(number);
 }
 
@@ -81,9 +80,8 @@ std::vector<Field> Field::elements() const {
   const CFArrayRef array = cast<CFArrayRef>(value, CFArrayGetTypeID());
   if (array == nullptr) expected("an array");
   std::vector<Field> fields;
-  for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+  for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
     fields.push_back(at(CFArrayGetValueAtIndex(array, i), fmt::format("[{}]", i)));
-  }
   return fields;
 }
 
@@ -121,9 +119,9 @@ std::optional<Field> Fields::take_if_present(const std::string& key) {
 void Fields::finish() const {
   if (rest_.empty()) return;
   const Field& unknown = rest_.begin()->second;
-  throw Failure(FailureCode::scenario,
+  throw Failure(FailureCode::kScenario,
                 fmt::format("{}: {}: unknown key, expected one of {}", unknown.file, unknown.path,
                             fmt::join(known_, ", ")));
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -10,7 +10,7 @@
 #include "../cf.h"
 #include "timeline.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// A value and where it stands.
 struct Field {
@@ -56,4 +56,4 @@ class Fields {
   std::vector<std::string> known_;
 };
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

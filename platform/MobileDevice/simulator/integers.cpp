@@ -5,7 +5,7 @@
 
 #include "../cf.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
 struct Integer {
@@ -50,4 +50,4 @@ std::optional<std::uint64_t> unsigned_integer_in(CFTypeRef value) {
   return static_cast<std::uint64_t>(integer->low_bits);
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// Decimal, with or without a minus, or hexadecimal behind "0x".
 std::optional<std::int64_t> parse_integer(std::string_view text);
@@ -16,4 +16,4 @@ std::optional<std::int64_t> parse_integer(std::string_view text);
 std::optional<std::int64_t> integer_in(CFTypeRef value);
 std::optional<std::uint64_t> unsigned_integer_in(CFTypeRef value);
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -8,10 +8,10 @@
 
 #include "failure.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
-constexpr std::size_t largest_manifest = 64 << 20;
+constexpr std::size_t kLargestManifest = 64 << 20;
 
 struct CloseEntry {
   void operator()(zip_file_t* entry) const noexcept { zip_fclose(entry); }
@@ -31,7 +31,7 @@ Ipsw::Ipsw(std::string file) : file_(std::move(file)) {
   zip_error_init_with_code(&error, code);
   const std::string why = zip_error_strerror(&error);
   zip_error_fini(&error);
-  fail(FailureCode::bundle, file_, why);
+  fail(FailureCode::kBundle, file_, why);
 }
 
 Ipsw::~Ipsw() { zip_discard(archive_); }
@@ -54,18 +54,17 @@ void Ipsw::verify(const std::function<void(double)>& progress) const {
 
 Plist Ipsw::build_manifest() const {
   const std::int64_t index = zip_name_locate(archive_, "BuildManifest.plist", 0);
-  if (index < 0) fail(FailureCode::build_manifest, file_, "holds no BuildManifest.plist");
+  if (index < 0) fail(FailureCode::kBuildManifest, file_, "holds no BuildManifest.plist");
   std::vector<UInt8> bytes;
   read_entry(static_cast<std::uint64_t>(index), [&](const UInt8* piece, std::size_t size) {
     bytes.insert(bytes.end(), piece, piece + size);
-    if (bytes.size() > largest_manifest) {
-      fail(FailureCode::build_manifest, file_, "BuildManifest.plist is larger than 64 MiB");
-    }
+    if (bytes.size() > kLargestManifest)
+      fail(FailureCode::kBuildManifest, file_, "BuildManifest.plist is larger than 64 MiB");
   });
   try {
     return parse_plist(bytes);
   } catch (const std::runtime_error& failure) {
-    fail(FailureCode::build_manifest, file_,
+    fail(FailureCode::kBuildManifest, file_,
          fmt::format("BuildManifest.plist: {}", failure.what()));
   }
 }
@@ -75,14 +74,14 @@ void Ipsw::read_entry(std::uint64_t index,
   const char* const name = zip_get_name(archive_, index, 0);
   const std::string place = fmt::format("{}: {}", file_, name != nullptr ? name : "an entry");
   const std::unique_ptr<zip_file_t, CloseEntry> entry(zip_fopen_index(archive_, index, 0));
-  if (entry == nullptr) fail(FailureCode::bundle, place, zip_strerror(archive_));
+  if (entry == nullptr) fail(FailureCode::kBundle, place, zip_strerror(archive_));
   std::array<UInt8, 65536> buffer;
   for (;;) {
     const std::int64_t size = zip_fread(entry.get(), buffer.data(), buffer.size());
-    if (size < 0) fail(FailureCode::bundle, place, zip_file_strerror(entry.get()));
+    if (size < 0) fail(FailureCode::kBundle, place, zip_file_strerror(entry.get()));
     if (size == 0) return;
     receive(buffer.data(), static_cast<std::size_t>(size));
   }
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

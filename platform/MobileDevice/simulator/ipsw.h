@@ -11,7 +11,7 @@
 
 struct zip;
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// Reads in memory that doesn't grow with the archive. Everything throws Failure, which names the
 /// archive and the entry.
@@ -35,4 +35,4 @@ class Ipsw {
   zip* archive_;
 };
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -8,10 +8,10 @@
 #include <stdexcept>
 #include <system_error>
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
-constexpr std::size_t largest_file = 64 << 20;
+constexpr std::size_t kLargestFile = 64 << 20;
 
 [[noreturn]] void fail(const std::string& file, const std::string& why) {
   throw std::runtime_error(fmt::format("{}: {}", file, why));
@@ -38,7 +38,7 @@ std::vector<UInt8> read_file(const std::string& file) {
   while (stream) {
     stream.read(buffer.data(), buffer.size());
     bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + stream.gcount());
-    if (bytes.size() > largest_file) fail(file, "larger than 64 MiB");
+    if (bytes.size() > kLargestFile) fail(file, "larger than 64 MiB");
   }
   if (!stream.eof()) fail(file, system_text(errno));
   return bytes;
@@ -79,4 +79,4 @@ void write_plist_file(CFPropertyListRef value, const std::string& file) {
   if (!stream) fail(file, system_text(errno));
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

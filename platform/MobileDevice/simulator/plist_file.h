@@ -6,7 +6,7 @@
 
 #include "../cf.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 struct Plist {
   Owned<CFPropertyListRef> value;
@@ -22,4 +22,4 @@ Plist read_plist_file(const std::string& file);
 /// @throws std::runtime_error  says why the value can't be written as XML to the file.
 void write_plist_file(CFPropertyListRef value, const std::string& file);
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -15,7 +15,7 @@
 #include "ipsw.h"
 #include "plist_file.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
 /// A report that is due when `progress` per cent of the time have passed.
@@ -24,8 +24,8 @@ struct Step {
   int progress;
 };
 
-constexpr int progress_when_checked = 10;
-constexpr std::array steps_after_personalizing = {
+constexpr int kProgressWhenChecked = 10;
+constexpr std::array kStepsAfterPersonalizing = {
     Step{kOperationEnterRestoreMode, 15}, Step{kOperationEnterRestoreMode, 20},
     Step{kOperationEnterRestoreMode, 25}, Step{kOperationCreateFileSystems, 30},
     Step{kOperationSendSystem, 35},       Step{kOperationSendSystem, 45},
@@ -42,9 +42,8 @@ class Reporter {
       : duration_(duration), stay_until_(stay_until), receiver_(receiver) {}
 
   void report(Step step, const char* status = "Restoring") const {
-    if (!stay_until_(after(start_, duration_ * step.progress / 100))) {
-      throw Failure(FailureCode::device_left, "the device left during the restore");
-    }
+    if (!stay_until_(after(start_, duration_ * step.progress / 100)))
+      throw Failure(FailureCode::kDeviceLeft, "the device left during the restore");
     receiver_(make_status_report(status, step.operation, step.progress, nullptr).get());
   }
 
@@ -59,7 +58,7 @@ std::string path_option(CFDictionaryRef options, const char* key) {
   const CFStringRef path =
       cast<CFStringRef>(CFDictionaryGetValue(options, make_string(key).get()), CFStringGetTypeID());
   if (path == nullptr || CFStringGetLength(path) == 0) {
-    throw Failure(FailureCode::options,
+    throw Failure(FailureCode::kOptions,
                   fmt::format("restore options: {}: expected a path, a string", key));
   }
   return to_text(path);
@@ -70,10 +69,10 @@ void write_personalized_bundle(CFDictionaryRef manifest, const std::string& dire
     std::filesystem::create_directories(directory);
     write_plist_file(manifest, directory + "/BuildManifest.plist");
   } catch (const std::system_error& failure) {
-    throw Failure(FailureCode::personalized_bundle,
+    throw Failure(FailureCode::kPersonalizedBundle,
                   fmt::format("{}: {}", directory, failure.code().message()));
   } catch (const std::runtime_error& failure) {
-    throw Failure(FailureCode::personalized_bundle, failure.what());
+    throw Failure(FailureCode::kPersonalizedBundle, failure.what());
   }
 }
 
@@ -84,15 +83,15 @@ void restore(const DeviceProperties& device, CFDictionaryRef options, const Repo
   const Ipsw ipsw(bundle);
   int progress = 0;
   ipsw.verify([&](double share) {
-    const int now = static_cast<int>(share * progress_when_checked);
+    const int now = static_cast<int>(share * kProgressWhenChecked);
     for (; progress < now; ++progress) reporter.report({kOperationCheckBundle, progress + 1});
   });
-  reporter.report({kOperationPersonalizeBundle, progress_when_checked + 2});
+  reporter.report({kOperationPersonalizeBundle, kProgressWhenChecked + 2});
   const Owned<CFDictionaryRef> manifest =
       personalize(ipsw.build_manifest().value.get(), device,
                   CFDictionaryGetValue(options, CFSTR("AuthInstallRestoreBehavior")), bundle);
   write_personalized_bundle(manifest.get(), personalized);
-  for (const Step& step : steps_after_personalizing) reporter.report(step);
+  for (const Step& step : kStepsAfterPersonalizing) reporter.report(step);
   reporter.report({kOperationEnd, 100}, "Successful");
 }
 
@@ -116,14 +115,14 @@ void run_course(const DeviceProperties& device, CFDictionaryRef options, Seconds
   } catch (const Failure& failure) {
     error = failure.error();
   } catch (const std::exception& failure) {
-    error = Failure(FailureCode::internal, failure.what()).error();
+    error = Failure(FailureCode::kInternal, failure.what()).error();
   }
   receiver(make_failure_report(error.get()).get());
 }
 
 void report_absence(const StatusReceiver& receiver) {
-  const Failure failure(FailureCode::device_left, "the device is not attached");
+  const Failure failure(FailureCode::kDeviceLeft, "the device is not attached");
   receiver(make_failure_report(failure.error().get()).get());
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

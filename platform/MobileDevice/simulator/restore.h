@@ -8,7 +8,7 @@
 #include "scenario.h"
 #include "timeline.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// Waits until then; false as soon as the device leaves.
 using StayUntil = std::function<bool(Clock::time_point)>;
@@ -25,4 +25,4 @@ void run_course(const DeviceProperties& device, CFDictionaryRef options, Seconds
 /// The one report of a restore of a device that isn't attached.
 void report_absence(const StatusReceiver& receiver);
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

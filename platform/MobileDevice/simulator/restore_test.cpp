@@ -13,6 +13,7 @@
 #include "tests/support/temporary_directory.h"
 
 using namespace MobileDevice;
+using namespace MobileDevice::simulator;
 
 namespace {
 
@@ -179,9 +180,8 @@ TEST_F(Course, FailsWithWhatIsWrongWithWhichFile) {
     EXPECT_EQ(last.operation, 0);
     EXPECT_EQ(last.progress, 100);
     EXPECT_EQ(last.code, fault.code) << last.error;
-    for (const std::string& text : fault.texts) {
+    for (const std::string& text : fault.texts)
       EXPECT_NE(last.error.find(text), std::string::npos) << last.error;
-    }
   }
 }
 

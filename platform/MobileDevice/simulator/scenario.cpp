@@ -10,7 +10,7 @@
 #include "integers.h"
 #include "plist_file.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
 template <typename Number>
@@ -21,9 +21,8 @@ Number number_in(const Field& field) {
 
 template <typename Number>
 void read_number(Fields& fields, const char* key, Number& result) {
-  if (const std::optional<Field> field = fields.take_if_present(key)) {
+  if (const std::optional<Field> field = fields.take_if_present(key))
     result = number_in<Number>(*field);
-  }
 }
 
 void read_error(Fields& fields, const char* key, AMRError& result) {
@@ -49,9 +48,8 @@ std::uint64_t read_ecid(const Field& field) {
     const std::string digits = to_text(string);
     std::uint64_t ecid = 0;
     const char* const end = digits.data() + digits.size();
-    if (digits.size() == 16 && std::from_chars(digits.data(), end, ecid, 16).ptr == end) {
+    if (digits.size() == 16 && std::from_chars(digits.data(), end, ecid, 16).ptr == end)
       return ecid;
-    }
     const std::optional<std::int64_t> number =
         field.all_text ? parse_integer(digits) : std::nullopt;
     if (number && *number >= 0) return static_cast<std::uint64_t>(*number);
@@ -62,19 +60,17 @@ std::uint64_t read_ecid(const Field& field) {
 }
 
 AMRestorableDeviceState read_state(const Field& field) {
-  static constexpr std::array<const char*, 5> names = {"Unknown", "DFU", "Recovery", "RestoreOS",
-                                                       "BootedOS"};
+  static constexpr std::array<const char*, 5> kNames = {"Unknown", "DFU", "Recovery", "RestoreOS",
+                                                        "BootedOS"};
   std::optional<std::int64_t> number = integer_in(field.value);
   if (const CFStringRef string = cast<CFStringRef>(field.value, CFStringGetTypeID())) {
     const std::string text = to_text(string);
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      if (text == names[i]) return AMRestorableDeviceState{static_cast<std::int32_t>(i)};
-    }
+    for (std::size_t i = 0; i < kNames.size(); ++i)
+      if (text == kNames[i]) return AMRestorableDeviceState{static_cast<std::int32_t>(i)};
     if (field.all_text) number = parse_integer(text);
   }
-  if (!number || *number != static_cast<std::int32_t>(*number)) {
+  if (!number || *number != static_cast<std::int32_t>(*number))
     field.expected("Unknown, DFU, Recovery, RestoreOS, BootedOS or a 32-bit integer");
-  }
   return AMRestorableDeviceState{static_cast<std::int32_t>(*number)};
 }
 
@@ -83,9 +79,8 @@ RawReport read_raw_report(const Field& field) {
   RawReport report;
   read_seconds(fields, "After", report.after);
   report.type = AMRestorableDeviceNotificationType{number_in<std::int32_t>(fields.take("Type"))};
-  if (const std::optional<Field> state = fields.take_if_present("State")) {
+  if (const std::optional<Field> state = fields.take_if_present("State"))
     report.state = read_state(*state);
-  }
   fields.finish();
   return report;
 }
@@ -116,24 +111,20 @@ DevicePlan read_device(const Field& field) {
   read_text(fields, "SerialNumber", properties.serial_number);
   read_text(fields, "ProductString", properties.product_string);
   read_seconds(fields, "AttachAfter", plan.attach_after);
-  if (const std::optional<Field> detach_after = fields.take_if_present("DetachAfter")) {
+  if (const std::optional<Field> detach_after = fields.take_if_present("DetachAfter"))
     plan.detach_after = detach_after->seconds();
-  }
   read_boolean(fields, "NoRecoveryDevice", plan.no_recovery_device);
   read_error(fields, "SetAutoBootError", plan.set_auto_boot_error);
   read_error(fields, "RebootError", plan.reboot_error);
-  if (const std::optional<Field> notifications = fields.take_if_present("Notifications")) {
-    for (const Field& element : notifications->elements()) {
+  if (const std::optional<Field> notifications = fields.take_if_present("Notifications"))
+    for (const Field& element : notifications->elements())
       plan.notifications.push_back(read_raw_report(element));
-    }
-  }
   read_seconds(fields, "BootSeconds", plan.boot_seconds);
   read_seconds(fields, "RestoreSeconds", plan.restore_seconds);
   if (const std::optional<Field> restore = fields.take_if_present("Restore")) {
     plan.restore.emplace();
-    for (const Field& element : restore->elements()) {
+    for (const Field& element : restore->elements())
       plan.restore->push_back(read_scripted_status(element));
-    }
   }
   fields.finish();
   return plan;
@@ -145,9 +136,8 @@ void read_texts(Fields& fields, const char* key, std::map<int, std::string>& tex
   const Fields by_number(*field);
   for (const auto& [number_text, text] : by_number.rest()) {
     const std::optional<std::int64_t> number = parse_integer(number_text);
-    if (!number || std::to_string(static_cast<std::int32_t>(*number)) != number_text) {
+    if (!number || std::to_string(static_cast<std::int32_t>(*number)) != number_text)
       field->expected("keys that are 32-bit decimal integers, not " + number_text);
-    }
     texts.emplace(static_cast<std::int32_t>(*number), text.text());
   }
 }
@@ -165,7 +155,7 @@ Plist open_scenario(const std::string& file) {
   try {
     return read_plist_file(file);
   } catch (const std::runtime_error& failure) {
-    throw Failure(FailureCode::scenario, failure.what());
+    throw Failure(FailureCode::kScenario, failure.what());
   }
 }
 
@@ -175,18 +165,16 @@ Scenario read_scenario(const std::string& file) {
   const Plist plist = open_scenario(file);
   Fields fields(Field{plist.value.get(), file, "", plist.format == kCFPropertyListOpenStepFormat});
   Scenario scenario;
-  for (const Field& element : fields.take("Devices").elements()) {
+  for (const Field& element : fields.take("Devices").elements())
     scenario.devices.push_back(read_device(element));
-  }
   read_texts(fields, "OperationTexts", scenario.operation_texts);
   read_texts(fields, "ErrorTexts", scenario.error_texts);
-  if (const std::optional<Field> error = fields.take_if_present("RegistrationError")) {
+  if (const std::optional<Field> error = fields.take_if_present("RegistrationError"))
     scenario.registration_error = read_registration_error(*error);
-  }
   read_number(fields, "FileLoggingError", scenario.file_logging_error);
   read_boolean(fields, "NoDefaultRestoreOptions", scenario.no_default_restore_options);
   fields.finish();
   return scenario;
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

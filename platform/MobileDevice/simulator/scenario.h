@@ -11,7 +11,7 @@
 #include "../cf.h"
 #include "timeline.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// A report beyond those of arrivals and departures.
 struct RawReport {
@@ -51,4 +51,4 @@ struct Scenario {
 /// @throws Failure  names the file, the place in it and what was expected there.
 Scenario read_scenario(const std::string& file);
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -8,6 +8,7 @@
 #include "tests/support/temporary_directory.h"
 
 using namespace MobileDevice;
+using namespace MobileDevice::simulator;
 
 namespace {
 
@@ -114,9 +115,8 @@ TEST(Scenario, WhatIsWrongIsNamed) {
       EXPECT_EQ(std::string(failure.what()).find(file + ": " + complaint), 0u) << failure.what();
     }
   }
-  for (const std::string& unreadable : {directory / "none", directory / "."}) {
+  for (const std::string& unreadable : {directory / "none", directory / "."})
     EXPECT_THROW(read_scenario(unreadable), Failure) << unreadable;
-  }
 }
 
 TEST(Scenario, EveryKeyIsRead) {

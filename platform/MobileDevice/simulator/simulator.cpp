@@ -12,14 +12,14 @@
 #include "simulated_device.h"
 #include "timeline.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 namespace {
 
 class Simulator final : public Backend {
  public:
   explicit Simulator(std::string file) : file_(std::move(file)) {}
 
-  CFErrorRef start(Listener& listener) override;
+  Owned<CFErrorRef> start(Listener& listener) override;
   int file_logging_error() const override { return scenario().file_logging_error; }
   bool has_default_restore_options() const override {
     return !scenario().no_default_restore_options;
@@ -44,19 +44,18 @@ class Simulator final : public Backend {
   std::deque<SimulatedDevice> devices_;
 };
 
-CFErrorRef Simulator::start(Listener& listener) {
+Owned<CFErrorRef> Simulator::start(Listener& listener) {
   const Scenario& scenario = this->scenario();
-  if (failure_) return failure_->error().release();
-  if (scenario.registration_error) return retained(scenario.registration_error.get()).release();
+  if (failure_) return failure_->error();
+  if (scenario.registration_error) return retained(scenario.registration_error.get());
   try {
     timeline_.start();
   } catch (const std::system_error& failure) {
-    return Failure(FailureCode::internal, failure.what()).error().release();
+    return Failure(FailureCode::kInternal, failure.what()).error();
   }
   const Clock::time_point now = Clock::now();
-  for (DevicePlan& plan : scenario_.devices) {
+  for (DevicePlan& plan : scenario_.devices)
     devices_.emplace_back(std::move(plan), timeline_, listener).schedule(now);
-  }
   const std::shared_ptr<std::promise<void>> reported = std::make_shared<std::promise<void>>();
   timeline_.add(now, [reported] { reported->set_value(); });
   reported->get_future().wait();  // until the devices that are here from the start are reported
@@ -85,4 +84,4 @@ std::unique_ptr<Backend> make_simulator(std::string scenario_file) {
   return std::make_unique<Simulator>(std::move(scenario_file));
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

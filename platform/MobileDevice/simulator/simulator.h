@@ -6,10 +6,10 @@
 
 #include "../Backend.h"
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 /// The file is read when the backend is first asked something. If it can't be used, starting fails
-/// with an error of the domain "MobileDeviceSimulator" and all else answers as without a scenario.
+/// with an error of the domain "MobileDeviceSimulator" and all else is as without a scenario.
 std::unique_ptr<Backend> make_simulator(std::string scenario_file);
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

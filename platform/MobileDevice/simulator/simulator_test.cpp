@@ -14,42 +14,43 @@
 #include "tests/support/temporary_directory.h"
 
 using namespace MobileDevice;
+using namespace MobileDevice::simulator;
 
 namespace {
 
 /// What a listener heard of, as text: "+2" attached in Recovery, "-2" left, "7:3" report of type 7.
 class Recorder final : public Listener {
  public:
-  void attached(std::shared_ptr<Device> device) override { add("+", device); }
-  void detached(const std::shared_ptr<Device>& device) override { add("-", device); }
-  void reported(const std::shared_ptr<Device>& device,
+  void attached(std::shared_ptr<Attachment> attachment) override { add("+", attachment); }
+  void detached(const std::shared_ptr<Attachment>& attachment) override { add("-", attachment); }
+  void reported(const std::shared_ptr<Attachment>& attachment,
                 AMRestorableDeviceNotificationType type) override {
-    add(std::to_string(type) + ":", device);
+    add(std::to_string(type) + ":", attachment);
   }
 
   /// The first `count`, once they are there.
   std::vector<std::string> wait_for(std::size_t count) {
-    std::unique_lock lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return heard_.size() >= count; });
     return {heard_.begin(), heard_.begin() + static_cast<std::ptrdiff_t>(count)};
   }
-  std::shared_ptr<Device> device(std::size_t index) {
-    const std::lock_guard lock(mutex_);
-    return devices_.at(index);
+  std::shared_ptr<Attachment> attachment(std::size_t index) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return attachments_.at(index);
   }
 
  private:
-  void add(const std::string& what, std::shared_ptr<Device> device) {
-    const std::lock_guard lock(mutex_);
-    heard_.push_back(what + std::to_string(device->properties().state));
-    devices_.push_back(std::move(device));
+  void add(const std::string& what, std::shared_ptr<Attachment> attachment) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    heard_.push_back(what + std::to_string(attachment->properties().state));
+    attachments_.push_back(std::move(attachment));
     changed_.notify_all();
   }
 
   std::mutex mutex_;
   std::condition_variable changed_;
   std::vector<std::string> heard_;
-  std::vector<std::shared_ptr<Device>> devices_;
+  std::vector<std::shared_ptr<Attachment>> attachments_;
 };
 
 /// A backend and its listener, which live until the process ends, as its thread does.
@@ -76,15 +77,15 @@ Lab& start_lab(const std::string& devices) {
 /// A restore that has been started.
 class Restore {
  public:
-  Restore(Device& device, const std::string& bundle, const std::string& personalized) {
+  Restore(Attachment& attachment, const std::string& bundle, const std::string& personalized) {
     const Owned<CFStringRef> paths[] = {make_string(bundle), make_string(personalized)};
     const void* keys[] = {CFSTR("RestoreBundlePath"), CFSTR("PersonalizedRestoreBundlePath")};
     const void* values[] = {paths[0].get(), paths[1].get()};
     const Owned<CFDictionaryRef> options(CFDictionaryCreate(nullptr, keys, values, 2,
                                                             &kCFTypeDictionaryKeyCallBacks,
                                                             &kCFTypeDictionaryValueCallBacks));
-    device.restore(options.get(), [this](CFDictionaryRef status) {
-      const std::lock_guard lock(mutex_);
+    attachment.restore(options.get(), [this](CFDictionaryRef status) {
+      const std::lock_guard<std::mutex> lock(mutex_);
       statuses_.push_back(
           to_text(static_cast<CFStringRef>(CFDictionaryGetValue(status, CFSTR("Status")))));
       reported_.notify_all();
@@ -93,7 +94,7 @@ class Restore {
 
   /// The "Status" of the first `count` reports, once they are there.
   std::vector<std::string> wait_for(std::size_t count) {
-    std::unique_lock lock(mutex_);
+    std::unique_lock<std::mutex> lock(mutex_);
     reported_.wait(lock, [&] { return statuses_.size() >= count; });
     return statuses_;
   }
@@ -115,12 +116,12 @@ TEST(Simulator, PlaysTheTimeline) {
       "  { Type = 7; }, { After = \"0.1\"; Type = 0; State = 4; }, { After = 1; Type = 1; } ); }");
   EXPECT_EQ(lab.recorder.wait_for(2), (Heard{"+2", "7:2"}));  // there once it has started
   EXPECT_EQ(lab.recorder.wait_for(6), (Heard{"+2", "7:2", "0:4", "+1", "-1", "1:4"}));
-  EXPECT_EQ(lab.recorder.device(0), lab.recorder.device(5));
+  EXPECT_EQ(lab.recorder.attachment(0), lab.recorder.attachment(5));
 }
 
 TEST(Simulator, RebootsIntoWhatAutoBootSays) {
   Lab& lab = start_lab("{ ECID = 1; State = Recovery; BootSeconds = \"0.01\"; }");
-  const std::shared_ptr<Device> first = lab.recorder.device(0);
+  const std::shared_ptr<Attachment> first = lab.recorder.attachment(0);
   EXPECT_TRUE(first->takes_recovery_commands());
   EXPECT_EQ(first->set_auto_boot(false), kAMRSuccess);
   EXPECT_EQ(first->reboot(), kAMRSuccess);
@@ -128,12 +129,12 @@ TEST(Simulator, RebootsIntoWhatAutoBootSays) {
   EXPECT_EQ(lab.recorder.wait_for(3), (Heard{"+2", "-2", "+2"}));
   EXPECT_EQ(first->set_auto_boot(true), kAMRDeviceLeft);
   EXPECT_EQ(Restore(*first, "", "").wait_for(1), Heard{"Failed"});
-  const std::shared_ptr<Device> second = lab.recorder.device(2);
+  const std::shared_ptr<Attachment> second = lab.recorder.attachment(2);
   EXPECT_NE(first, second);
   EXPECT_EQ(second->set_auto_boot(true), kAMRSuccess);
   EXPECT_EQ(second->reboot(), kAMRSuccess);
   EXPECT_EQ(lab.recorder.wait_for(5), (Heard{"+2", "-2", "+2", "-2", "+4"}));
-  EXPECT_FALSE(lab.recorder.device(4)->takes_recovery_commands());
+  EXPECT_FALSE(lab.recorder.attachment(4)->takes_recovery_commands());
 }
 
 TEST(Simulator, RefusesAsThePlanSays) {
@@ -142,10 +143,10 @@ TEST(Simulator, RefusesAsThePlanSays) {
       "{ ECID = 2; State = Recovery; NoRecoveryDevice = YES; },"
       "{ ECID = 3; State = Recovery; DetachAfter = \"0.05\"; BootSeconds = \"0.1\"; },"
       "{ ECID = 4; State = DFU; AttachAfter = \"0.2\"; }");
-  EXPECT_EQ(lab.recorder.device(0)->set_auto_boot(true), AMRError{8});
-  EXPECT_EQ(lab.recorder.device(0)->reboot(), AMRError{9});
-  EXPECT_FALSE(lab.recorder.device(1)->takes_recovery_commands());
-  lab.recorder.device(2)->reboot();  // unplugged while it boots, it doesn't come back
+  EXPECT_EQ(lab.recorder.attachment(0)->set_auto_boot(true), AMRError{8});
+  EXPECT_EQ(lab.recorder.attachment(0)->reboot(), AMRError{9});
+  EXPECT_FALSE(lab.recorder.attachment(1)->takes_recovery_commands());
+  lab.recorder.attachment(2)->reboot();  // unplugged while it boots, it doesn't come back
   EXPECT_EQ(lab.recorder.wait_for(5), (Heard{"+2", "+2", "+2", "-2", "+1"}));
 }
 
@@ -157,8 +158,8 @@ TEST(Simulator, ADepartureEndsTheBuiltInCourseButNotAScript) {
       "{ ECID = 1; State = Recovery; Restore = ( { Status = one; }, { Status = two; After = 1; } "
       "); },"
       "{ ECID = 2; State = Recovery; RestoreSeconds = 100000; }");
-  const std::shared_ptr<Device> scripted = lab.recorder.device(0);
-  const std::shared_ptr<Device> plain = lab.recorder.device(1);
+  const std::shared_ptr<Attachment> scripted = lab.recorder.attachment(0);
+  const std::shared_ptr<Attachment> plain = lab.recorder.attachment(1);
   Restore script(*scripted, bundle, directory / "PRB");
   Restore course(*plain, bundle, directory / "PRB");
   script.wait_for(1);

@@ -3,11 +3,11 @@
 #include <thread>
 #include <utility>
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 void Timeline::add(Clock::time_point due, Event event) {
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     events_.emplace(due, std::move(event));
   }
   added_.notify_one();
@@ -18,7 +18,7 @@ void Timeline::start() {
 }
 
 void Timeline::run() {
-  std::unique_lock lock(mutex_);
+  std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
     if (events_.empty()) {
       added_.wait(lock);
@@ -34,4 +34,4 @@ void Timeline::run() {
   }
 }
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

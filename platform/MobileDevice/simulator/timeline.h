@@ -7,7 +7,7 @@
 #include <map>
 #include <mutex>
 
-namespace MobileDevice {
+namespace MobileDevice::simulator {
 
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
@@ -35,4 +35,4 @@ class Timeline {
   std::multimap<Clock::time_point, Event> events_;
 };
 
-}  // namespace MobileDevice
+}  // namespace MobileDevice::simulator

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "handles.h"
+#include "owners.h"
 
 namespace MobileDevice::usb {
 namespace {
@@ -51,7 +51,7 @@ int result_of(const libusb_transfer& transfer) {
 
 }  // namespace
 
-int control_transfer(libusb_device_handle* handle, const ControlRequest& request,
+int control_transfer(libusb_device_handle* opened, const ControlRequest& request,
                      std::span<std::uint8_t> data) {
   std::vector<std::uint8_t> buffer(LIBUSB_CONTROL_SETUP_SIZE + data.size());
   libusb_fill_control_setup(buffer.data(), request.request_type, request.request, request.value,
@@ -62,7 +62,7 @@ int control_transfer(libusb_device_handle* handle, const ControlRequest& request
   const Transfer transfer(libusb_alloc_transfer(/*iso_packets=*/0));
   if (!transfer) return LIBUSB_ERROR_NO_MEM;
   Completion completion;
-  libusb_fill_control_transfer(transfer.get(), handle, buffer.data(), on_completion, &completion,
+  libusb_fill_control_transfer(transfer.get(), opened, buffer.data(), on_completion, &completion,
                                kTimeoutMilliseconds);
   if (const int error = libusb_submit_transfer(transfer.get()); error != 0) return error;
   completion.wait();

@@ -18,7 +18,7 @@ struct ControlRequest {
 
 /// Sends or fills `data`, within 2 seconds. Blocks, so never on the event loop's thread.
 /// @return  the bytes transferred, or a `libusb_error`
-int control_transfer(libusb_device_handle* handle, const ControlRequest& request,
+int control_transfer(libusb_device_handle* opened, const ControlRequest& request,
                      std::span<std::uint8_t> data);
 
 }  // namespace MobileDevice::usb

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "handles.h"
+#include "owners.h"
 
 namespace MobileDevice::usb {
 

@@ -1,5 +1,7 @@
 #include "identity.h"
 
+#include <array>
+
 #include "serial_string.h"
 
 namespace MobileDevice::usb {
@@ -40,7 +42,13 @@ libusb_device_descriptor descriptor_of(libusb_device* device) {
   return descriptor;
 }
 
-DeviceProperties make_properties(libusb_device* device, const DeviceStrings& strings) {
+std::vector<std::uint8_t> port_path(libusb_device* device) {
+  std::array<std::uint8_t, 7> ports;  // USB allows seven tiers
+  const int count = libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
+  return {ports.begin(), ports.begin() + (count > 0 ? count : 0)};
+}
+
+DeviceProperties properties_of(libusb_device* device, const DeviceStrings& strings) {
   const SerialString serial = parse_serial_string(strings.serial.value_or(""));
   DeviceProperties properties;
   properties.ecid = serial.ecid;

@@ -7,7 +7,7 @@
 
 namespace MobileDevice::usb {
 
-int read_string_descriptor(libusb_device_handle* handle, std::uint8_t index,
+int read_string_descriptor(libusb_device_handle* opened, std::uint8_t index,
                            std::optional<std::string>& string) {
   if (index == 0) return 0;
   constexpr std::uint16_t kUsEnglish = 0x0409;
@@ -15,7 +15,7 @@ int read_string_descriptor(libusb_device_handle* handle, std::uint8_t index,
                                   static_cast<std::uint16_t>(LIBUSB_DT_STRING << 8 | index),
                                   kUsEnglish};
   std::array<std::uint8_t, 255> descriptor;  // length, type, UTF-16LE (USB 2.0, section 9.6.7)
-  const int length = control_transfer(handle, request, descriptor);
+  const int length = control_transfer(opened, request, descriptor);
   if (length < 0) return length;
   if (length < 2 || descriptor[1] != LIBUSB_DT_STRING) return LIBUSB_ERROR_IO;
   std::string text;

@@ -13,7 +13,7 @@ namespace MobileDevice::usb {
 /// as it is if the index is 0, which stands for none. '?' replaces what is not ASCII. Blocks as
 /// `control_transfer` does.
 /// @return  a `libusb_error`, or 0
-int read_string_descriptor(libusb_device_handle* handle, std::uint8_t index,
+int read_string_descriptor(libusb_device_handle* opened, std::uint8_t index,
                            std::optional<std::string>& string);
 
 }  // namespace MobileDevice::usb

@@ -1,7 +1,8 @@
 #include "sysfs.h"
 
-#include <array>
 #include <fstream>
+#include <optional>
+#include <string>
 
 namespace MobileDevice::usb {
 namespace {
@@ -26,12 +27,6 @@ std::optional<std::string> read_line(const std::string& path) {
 }
 
 }  // namespace
-
-std::vector<std::uint8_t> port_path(libusb_device* device) {
-  std::array<std::uint8_t, 7> ports;  // USB allows seven tiers
-  const int count = libusb_get_port_numbers(device, ports.data(), static_cast<int>(ports.size()));
-  return {ports.begin(), ports.begin() + (count > 0 ? count : 0)};
-}
 
 DeviceStrings read_sysfs_strings(libusb_device* device) {
   const std::string folder = sysfs_folder(device);

@@ -14,17 +14,12 @@ namespace MobileDevice {
 namespace usb {
 namespace {
 
-CFErrorRef create_error(int libusb_error) {
-  const AMRError number = amr_error(libusb_error);
-  return make_error("MobileDeviceUSB", number, usb_error_text(number).value()).release();
-}
-
 /// Asks the device for the strings that are missing. Blocks.
 /// @return  the `libusb_error` of the first that couldn't be had, or 0
 int ask_missing(libusb_device* device, DeviceStrings& strings) {
   libusb_device_handle* opened = nullptr;
   if (const int error = libusb_open(device, &opened); error != 0) return error;
-  const Handle handle(opened);
+  const OpenDevice owner(opened);
   const libusb_device_descriptor descriptor = descriptor_of(device);
   int error = 0;
   if (!strings.serial)
@@ -36,16 +31,16 @@ int ask_missing(libusb_device* device, DeviceStrings& strings) {
 
 }  // namespace
 
-CFErrorRef UsbBackend::start(Listener& listener) {
+Owned<CFErrorRef> UsbBackend::start(Listener& listener) {
   listener_ = &listener;
   libusb_context* context = nullptr;
-  if (const int error = libusb_init(&context); error != 0) return create_error(error);
+  if (const int error = libusb_init(&context); error != 0) return make_usb_error(amr_error(error));
   loop_ = std::make_shared<EventLoop>(Context(context));
   const int error = libusb_hotplug_register_callback(
       context, LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED | LIBUSB_HOTPLUG_EVENT_DEVICE_LEFT,
       LIBUSB_HOTPLUG_ENUMERATE, kAppleVendor, LIBUSB_HOTPLUG_MATCH_ANY, LIBUSB_HOTPLUG_MATCH_ANY,
       on_hotplug, this, /*callback_handle=*/nullptr);
-  if (error != 0) return create_error(error);
+  if (error != 0) return make_usb_error(amr_error(error));
   loop_->run_posted();
   std::thread([loop = loop_] { loop->run(); }).detach();
   return nullptr;
@@ -99,14 +94,14 @@ void UsbBackend::identified(const DeviceReference& device, const DeviceStrings& 
   const auto found = present_.find(device);
   if (found == present_.end()) return;  // has left while it was asked
   found->second =
-      std::make_shared<UsbDevice>(device, make_properties(device.get(), strings), loop_);
+      std::make_shared<UsbAttachment>(device, properties_of(device.get(), strings), loop_);
   listener_->attached(found->second);
 }
 
 void UsbBackend::departed(const DeviceReference& device) {
   const auto found = present_.find(device);
   if (found == present_.end()) return;
-  const std::shared_ptr<UsbDevice> left = std::move(found->second);
+  const std::shared_ptr<UsbAttachment> left = std::move(found->second);
   present_.erase(found);
   if (!left) return;
   left->mark_left();

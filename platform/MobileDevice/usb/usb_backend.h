@@ -8,9 +8,9 @@
 
 #include "../Backend.h"
 #include "event_loop.h"
-#include "handles.h"
+#include "owners.h"
 #include "sysfs.h"
-#include "usb_device.h"
+#include "usb_attachment.h"
 
 namespace MobileDevice::usb {
 
@@ -19,7 +19,7 @@ class UsbBackend final : public Backend {
  public:
   /// Reports the devices that are attached already before it returns, but for those that have to
   /// be asked who they are; all later reports come on the event loop's thread.
-  CFErrorRef start(Listener& listener) override;
+  Owned<CFErrorRef> start(Listener& listener) override;
   std::optional<std::string> error_text(int number) const override;
 
  private:
@@ -34,7 +34,7 @@ class UsbBackend final : public Backend {
   std::shared_ptr<EventLoop> loop_;
   /// Those that are attached, by address; NULL while they are asked who they are. Of `start` until
   /// it starts the event loop's thread, then of that thread.
-  std::map<DeviceReference, std::shared_ptr<UsbDevice>> present_;
+  std::map<DeviceReference, std::shared_ptr<UsbAttachment>> present_;
 };
 
 }  // namespace MobileDevice::usb

@@ -48,4 +48,8 @@ std::optional<std::string> usb_error_text(int number) {
   }
 }
 
+Owned<CFErrorRef> make_usb_error(AMRError number) {
+  return make_error("MobileDeviceUSB", number, usb_error_text(number).value());
+}
+
 }  // namespace MobileDevice::usb

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "../cf.h"
+
 namespace MobileDevice::usb {
 
 // Numbers of this backend: "USB" in ASCII, then a count, far from those that others use.
@@ -24,5 +26,8 @@ AMRError amr_error(int libusb_result);
 /// What happened and what a person can do about it; nothing for a number that is not of this
 /// backend.
 std::optional<std::string> usb_error_text(int number);
+
+/// A CFError with a number of this backend and its text.
+Owned<CFErrorRef> make_usb_error(AMRError number);
 
 }  // namespace MobileDevice::usb

@@ -1,7 +1,7 @@
 /// The C API of the MobileDevice framework, as far as this project calls it. The framework has no
 /// public header, so this one serves on macOS too, where the names bind to the framework.
 ///
-/// What a function with Create or Copy in its name answers belongs to the caller, who gives it
+/// What a function with Create or Copy in its name returns belongs to the caller, who gives it
 /// back with CFRelease. All functions may be called on any thread.
 #pragma once
 
@@ -53,7 +53,7 @@ int AMDeviceNotificationSubscribe(AMDeviceNotificationCallback callback, unsigne
 int AMDeviceNotificationUnsubscribe(AMDeviceNotificationRef notification);
 
 /// Has `callback` called on the main dispatch queue, in order: once for each device that is
-/// attached already, then at each change. On failure answers 0 and, unless `error` is NULL, puts a
+/// attached already, then at each change. On failure returns 0 and, unless `error` is NULL, puts a
 /// new CFError (the caller's) into `*error`.
 AMRestorableDeviceClientID AMRestorableDeviceRegisterForNotifications(
     AMRestorableDeviceNotificationCallback callback, void* context, CFErrorRef* error);

@@ -1,4 +1,4 @@
-#include "usb_device.h"
+#include "usb_attachment.h"
 
 #include <chrono>
 #include <cstdint>
@@ -23,11 +23,11 @@ constexpr int kCommandInterface = 0;
 
 /// A command of the boot loader's console, NUL and all: a vendor request to the device.
 /// @return  a `libusb_error`, or 0
-int send_command(libusb_device_handle* handle, std::string_view command) {
+int send_command(libusb_device_handle* opened, std::string_view command) {
   std::vector<std::uint8_t> data(command.begin(), command.end());
   data.push_back(0);
   constexpr std::uint8_t kVendorRequestToDevice = 0x40;
-  const int result = control_transfer(handle, {kVendorRequestToDevice, 0, 0, 0}, data);
+  const int result = control_transfer(opened, {kVendorRequestToDevice, 0, 0, 0}, data);
   return result < 0 ? result : 0;
 }
 
@@ -40,41 +40,40 @@ bool may_have_obeyed(int libusb_error) {
 
 }  // namespace
 
-UsbDevice::UsbDevice(DeviceReference device, DeviceProperties properties,
-                     std::shared_ptr<EventLoop> loop)
+UsbAttachment::UsbAttachment(DeviceReference device, DeviceProperties properties,
+                             std::shared_ptr<EventLoop> loop)
     : device_(std::move(device)), properties_(std::move(properties)), loop_(std::move(loop)) {}
 
-bool UsbDevice::takes_recovery_commands() const {
+bool UsbAttachment::takes_recovery_commands() const {
   return properties_.state == kAMRestorableDeviceStateRecovery;
 }
 
-AMRError UsbDevice::set_auto_boot(bool on) {
-  Handle handle;
-  int error = open_checked(handle);
+AMRError UsbAttachment::set_auto_boot(bool on) {
+  OpenDevice opened;
+  int error = open_checked(opened);
   if (error == 0)
-    error = send_command(handle.get(), on ? "setenv auto-boot true" : "setenv auto-boot false");
-  if (error == 0) error = send_command(handle.get(), "saveenv");
+    error = send_command(opened.get(), on ? "setenv auto-boot true" : "setenv auto-boot false");
+  if (error == 0) error = send_command(opened.get(), "saveenv");
   return amr_error(error);
 }
 
-AMRError UsbDevice::reboot() {
-  Handle handle;
-  if (const int error = open_checked(handle); error != 0) return amr_error(error);
-  const int error = send_command(handle.get(), "reboot");
-  handle.reset();
+AMRError UsbAttachment::reboot() {
+  OpenDevice opened;
+  if (const int error = open_checked(opened); error != 0) return amr_error(error);
+  const int error = send_command(opened.get(), "reboot");
+  opened.reset();
   if (error != 0 && may_have_obeyed(error) && leaves_in_time()) return kAMRSuccess;
   return amr_error(error);
 }
 
-void UsbDevice::restore(CFDictionaryRef, StatusReceiver receiver) {
+void UsbAttachment::restore(CFDictionaryRef, StatusReceiver receiver) {
   loop_->post([receiver = std::move(receiver)] {
-    const Owned<CFErrorRef> error = make_error("MobileDeviceUSB", kAMRUsbRestoreNotOffered,
-                                               usb_error_text(kAMRUsbRestoreNotOffered).value());
+    const Owned<CFErrorRef> error = make_usb_error(kAMRUsbRestoreNotOffered);
     receiver(make_failure_report(error.get()).get());
   });
 }
 
-void UsbDevice::mark_left() {
+void UsbAttachment::mark_left() {
   const std::lock_guard<std::mutex> lock(mutex_);
   left_ = true;
   departure_.notify_all();
@@ -84,10 +83,10 @@ void UsbDevice::mark_left() {
 /// address may have gone to another device before the opening, but not after. So what sysfs now
 /// says of the address is said of the opened device, or of one that came after that has left and
 /// takes no more transfers.
-int UsbDevice::open_checked(Handle& handle) const {
+int UsbAttachment::open_checked(OpenDevice& owner) const {
   libusb_device_handle* opened = nullptr;
   if (const int error = libusb_open(device_.get(), &opened); error != 0) return error;
-  handle.reset(opened);
+  owner.reset(opened);
   std::optional<std::string> serial = read_sysfs_strings(device_.get()).serial;
   if (!serial) {
     const std::uint8_t index = descriptor_of(device_.get()).iSerialNumber;
@@ -100,7 +99,7 @@ int UsbDevice::open_checked(Handle& handle) const {
   return error == LIBUSB_ERROR_NOT_FOUND ? 0 : error;
 }
 
-bool UsbDevice::leaves_in_time() {
+bool UsbAttachment::leaves_in_time() {
   std::unique_lock<std::mutex> lock(mutex_);
   return departure_.wait_for(lock, kDepartureTimeout, [this] { return left_; });
 }

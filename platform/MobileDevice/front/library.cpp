@@ -10,7 +10,7 @@ namespace {
 
 std::unique_ptr<Backend> choose_backend() {
   const char* const scenario = std::getenv("MOBILEDEVICE_SCENARIO");
-  return scenario != nullptr ? make_simulator(scenario) : make_device_backend();
+  return scenario != nullptr ? simulator::make_simulator(scenario) : make_device_backend();
 }
 
 }  // namespace

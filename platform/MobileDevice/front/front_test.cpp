@@ -21,9 +21,9 @@ using namespace MobileDevice;
 
 namespace {
 
-class FakeDevice final : public Device {
+class FakeAttachment final : public Attachment {
  public:
-  explicit FakeDevice(std::uint64_t ecid) { values.ecid = ecid; }
+  explicit FakeAttachment(std::uint64_t ecid) { values.ecid = ecid; }
 
   DeviceProperties properties() const override { return values; }
   bool takes_recovery_commands() const override { return values.state == 2; }
@@ -38,8 +38,8 @@ class FakeDevice final : public Device {
 
 class FakeBackend final : public Backend {
  public:
-  CFErrorRef start(Listener& to) override {
-    if (std::exchange(fails, false)) return make_error("Fake", 5, "no bus").release();
+  Owned<CFErrorRef> start(Listener& to) override {
+    if (std::exchange(fails, false)) return make_error("Fake", 5, "no bus");
     listener = &to;
     return nullptr;
   }
@@ -91,29 +91,28 @@ struct Client {
   AMRestorableDeviceClientID id;
 };
 
-class Framework : public testing::Test {
+class Front : public testing::Test {
  protected:
-  Framework() {
+  Front() {
     static std::once_flag once;  // also when the tests are repeated: the queue has one thread
     std::call_once(once, [] { std::thread([] { dispatch_main(); }).detach(); });
     Client starts_the_backend;
   }
 
-  std::shared_ptr<FakeDevice> attach(std::uint64_t ecid, int state = 2) {
-    std::shared_ptr<FakeDevice> device = std::make_shared<FakeDevice>(ecid);
+  std::shared_ptr<FakeAttachment> attach(std::uint64_t ecid, int state = 2) {
+    std::shared_ptr<FakeAttachment> device = std::make_shared<FakeAttachment>(ecid);
     device->values.state = AMRestorableDeviceState{state};
     the_backend->listener->attached(device);
     attached_.push_back(device);
     return device;
   }
   void TearDown() override {
-    for (const std::shared_ptr<FakeDevice>& device : attached_) {
+    for (const std::shared_ptr<FakeAttachment>& device : attached_)
       the_backend->listener->detached(device);
-    }
   }
 
  private:
-  std::vector<std::shared_ptr<FakeDevice>> attached_;
+  std::vector<std::shared_ptr<FakeAttachment>> attached_;
 };
 
 std::string text_of(CFStringRef string) { return to_text(Owned<CFStringRef>(string).get()); }
@@ -126,9 +125,9 @@ std::unique_ptr<Backend> MobileDevice::make_device_backend() {
   return backend;
 }
 
-TEST_F(Framework, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
-  const std::shared_ptr<FakeDevice> first = attach(1);
-  const std::shared_ptr<FakeDevice> second = attach(2, 1);
+TEST_F(Front, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
+  const std::shared_ptr<FakeAttachment> first = attach(1);
+  const std::shared_ptr<FakeAttachment> second = attach(2, 1);
   std::promise<void> block;
   std::shared_future<void> blocked = block.get_future();
   Client client([blocked] { blocked.wait(); });
@@ -153,7 +152,7 @@ TEST_F(Framework, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
   EXPECT_EQ(late.events, (std::vector<Event>{{one, 0, 1, 2}, {again, 0, 2, 2}}));
 }
 
-TEST_F(Framework, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
+TEST_F(Front, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
   std::promise<void> entered, leave;
   std::atomic<bool> left = false;
   Client client([&] {
@@ -174,7 +173,7 @@ TEST_F(Framework, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
   EXPECT_EQ(client.events.size(), 1u);
 }
 
-TEST_F(Framework, ACallbackMayEndItsOwnRegistration) {
+TEST_F(Front, ACallbackMayEndItsOwnRegistration) {
   AMRestorableDeviceClientID id = 0;
   Client client([&] { AMRestorableDeviceUnregisterForNotifications(id); });
   id = client.id;
@@ -183,7 +182,7 @@ TEST_F(Framework, ACallbackMayEndItsOwnRegistration) {
   EXPECT_EQ(client.events.size(), 1u);
 }
 
-TEST_F(Framework, ABackendThatDidNotStartMayBeStartedAgain) {
+TEST_F(Front, ABackendThatDidNotStartMayBeStartedAgain) {
   FakeBackend backend;
   backend.fails = true;
   NotificationCenter center(backend);
@@ -193,12 +192,12 @@ TEST_F(Framework, ABackendThatDidNotStartMayBeStartedAgain) {
   Client client;
   const NotificationCenter::Result taken = center.add(Client::receive, &client);
   EXPECT_NE(taken.client, 0);
-  center.attached(std::make_shared<FakeDevice>(9));
+  center.attached(std::make_shared<FakeAttachment>(9));
   center.remove(taken.client);
   drain();
 }
 
-TEST_F(Framework, CommandsAndRestoresReachTheDeviceAndAreLogged) {
+TEST_F(Front, CommandsAndRestoresReachTheDeviceAndAreLogged) {
   const TemporaryDirectory directory;
   const std::string path = directory.write("log", "first line\n");
   EXPECT_NE(AMRestoreEnableFileLogging(directory.write("file", "").append("/log").c_str()), 0);
@@ -235,9 +234,8 @@ TEST_F(Framework, CommandsAndRestoresReachTheDeviceAndAreLogged) {
   const std::string log = read_file(path);
   const std::string ecid = " 001A2B3C4D5E6F70 ";
   std::vector<std::string> lines;
-  for (std::size_t begin = 0, end; (end = log.find('\n', begin)) != log.npos; begin = end + 1) {
+  for (std::size_t begin = 0, end; (end = log.find('\n', begin)) != log.npos; begin = end + 1)
     lines.push_back(log.substr(begin, end - begin));
-  }
   ASSERT_EQ(lines.size(), 5u);
   EXPECT_EQ(lines[0], "first line");
   const std::size_t time = std::string("2001-01-01T00:00:00.000Z").size();
@@ -248,7 +246,7 @@ TEST_F(Framework, CommandsAndRestoresReachTheDeviceAndAreLogged) {
   EXPECT_EQ(lines[4].substr(time), ecid + "AMRestorableDeviceRestore(): 0");
 }
 
-TEST_F(Framework, TextsComeFromTheBackendFirst) {
+TEST_F(Front, TextsComeFromTheBackendFirst) {
   EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMRError(-3)), "Not in this mood");
   EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMRError(kAMRDeviceLeft)),
             "The device is no longer attached");
@@ -257,7 +255,7 @@ TEST_F(Framework, TextsComeFromTheBackendFirst) {
   EXPECT_EQ(text_of(AMRLocalizedCopyStringForAMROperation(-1)), "Unrecognized operation");
 }
 
-TEST_F(Framework, WrongArgumentsAreAnsweredNotFollowed) {
+TEST_F(Front, WrongArgumentsAreAnsweredNotFollowed) {
   CFErrorRef error = nullptr;
   EXPECT_EQ(AMRestorableDeviceRegisterForNotifications(nullptr, nullptr, &error), 0);
   EXPECT_NE(Owned<CFErrorRef>(error), nullptr);

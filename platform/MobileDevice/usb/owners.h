@@ -17,7 +17,7 @@ struct LibusbDeleter {
 using Context = std::unique_ptr<libusb_context, LibusbDeleter>;
 /// While it is held no other device gets the same address.
 using DeviceReference = std::shared_ptr<libusb_device>;
-using Handle = std::unique_ptr<libusb_device_handle, LibusbDeleter>;
+using OpenDevice = std::unique_ptr<libusb_device_handle, LibusbDeleter>;
 using Transfer = std::unique_ptr<libusb_transfer, LibusbDeleter>;
 
 inline DeviceReference refer_to(libusb_device* device) {

@@ -25,22 +25,21 @@ struct NotificationCenter::Delivery {
 
 NotificationCenter::Result NotificationCenter::add(AMRestorableDeviceNotificationCallback callback,
                                                    void* context) {
-  const std::lock_guard start_lock(start_mutex_);
+  const std::lock_guard<std::mutex> start_lock(start_mutex_);
   const auto registration = std::make_shared<Registration>();
   registration->callback = callback;
   registration->context = context;
   Result result;
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     result.client = ++last_client_;
     registrations_.emplace(result.client, registration);
-    for (const Handle& handle : attached_) {
+    for (const Handle& handle : attached_)
       queue(registration, handle.get(), kAMRestorableDeviceConnected);
-    }
   }
   if (started_) return result;
   try {
-    result.error.reset(backend_.start(*this));
+    result.error = backend_.start(*this);
   } catch (...) {
     remove(result.client);
     throw;
@@ -53,56 +52,55 @@ NotificationCenter::Result NotificationCenter::add(AMRestorableDeviceNotificatio
 void NotificationCenter::remove(AMRestorableDeviceClientID client) {
   std::shared_ptr<Registration> registration;
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard<std::mutex> lock(mutex_);
     const auto found = registrations_.find(client);
     if (found == registrations_.end()) return;
     registration = std::move(found->second);
     registrations_.erase(found);
     registration->active = false;
   }
-  const std::lock_guard no_callback_runs(registration->calling);
+  const std::lock_guard<std::recursive_mutex> no_callback_runs(registration->calling);
 }
 
-void NotificationCenter::attached(std::shared_ptr<Device> device) {
-  Handle handle = make_restorable_device(std::move(device));
-  const std::lock_guard lock(mutex_);
+void NotificationCenter::attached(std::shared_ptr<Attachment> attachment) {
+  Handle handle = make_restorable_device(std::move(attachment));
+  const std::lock_guard<std::mutex> lock(mutex_);
   attached_.push_back(std::move(handle));
   queue_to_all(attached_.back().get(), kAMRestorableDeviceConnected);
 }
 
-void NotificationCenter::detached(const std::shared_ptr<Device>& device) {
-  const std::lock_guard lock(mutex_);
-  const auto found = find(device);
+void NotificationCenter::detached(const std::shared_ptr<Attachment>& attachment) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = find(attachment);
   if (found == attached_.end()) return;
   const Handle handle = std::move(*found);
   attached_.erase(found);
   queue_to_all(handle.get(), kAMRestorableDeviceDisconnected);
 }
 
-void NotificationCenter::reported(const std::shared_ptr<Device>& device,
+void NotificationCenter::reported(const std::shared_ptr<Attachment>& attachment,
                                   AMRestorableDeviceNotificationType type) {
-  const std::lock_guard lock(mutex_);
-  const auto found = find(device);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = find(attachment);
   const Handle handle =
-      found == attached_.end() ? make_restorable_device(device) : retained(found->get());
+      found == attached_.end() ? make_restorable_device(attachment) : retained(found->get());
   queue_to_all(handle.get(), type);
 }
 
 void NotificationCenter::deliver(void* context) {
   const std::unique_ptr<Delivery> delivery(static_cast<Delivery*>(context));
-  delivery->handle->content.set_properties(std::move(delivery->properties));
+  delivery->handle->reported.set_properties(std::move(delivery->properties));
   Registration& registration = *delivery->registration;
-  const std::lock_guard lock(registration.calling);
-  if (registration.active) {
+  const std::lock_guard<std::recursive_mutex> lock(registration.calling);
+  if (registration.active)
     registration.callback(delivery->handle.get(), delivery->type, registration.context);
-  }
 }
 
 void NotificationCenter::queue(const std::shared_ptr<Registration>& registration,
                                AMRestorableDeviceRef handle,
                                AMRestorableDeviceNotificationType type) {
   auto delivery = std::make_unique<Delivery>(
-      Delivery{registration, retained(handle), type, handle->content.device()->properties()});
+      Delivery{registration, retained(handle), type, handle->reported.attachment()->properties()});
   dispatch_async_f(dispatch_get_main_queue(), delivery.release(), deliver);
 }
 
@@ -112,9 +110,10 @@ void NotificationCenter::queue_to_all(AMRestorableDeviceRef handle,
 }
 
 std::vector<NotificationCenter::Handle>::iterator NotificationCenter::find(
-    const std::shared_ptr<Device>& device) {
-  return std::find_if(attached_.begin(), attached_.end(),
-                      [&](const Handle& handle) { return handle->content.device() == device; });
+    const std::shared_ptr<Attachment>& attachment) {
+  return std::find_if(attached_.begin(), attached_.end(), [&](const Handle& handle) {
+    return handle->reported.attachment() == attachment;
+  });
 }
 
 }  // namespace MobileDevice

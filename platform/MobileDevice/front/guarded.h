@@ -2,7 +2,7 @@
 
 namespace MobileDevice {
 
-/// Answers what `work` answers, or `otherwise` if it throws: no exception leaves the C API.
+/// @return  what `work` returns, or `otherwise` if it throws: no exception leaves the C API.
 template <typename Result, typename Work>
 Result guarded(Result otherwise, Work work) noexcept {
   try {

@@ -29,9 +29,9 @@ class NotificationCenter final : public Listener {
   /// As AMRestorableDeviceUnregisterForNotifications.
   void remove(AMRestorableDeviceClientID client);
 
-  void attached(std::shared_ptr<Device> device) override;
-  void detached(const std::shared_ptr<Device>& device) override;
-  void reported(const std::shared_ptr<Device>& device,
+  void attached(std::shared_ptr<Attachment> attachment) override;
+  void detached(const std::shared_ptr<Attachment>& attachment) override;
+  void reported(const std::shared_ptr<Attachment>& attachment,
                 AMRestorableDeviceNotificationType type) override;
 
  private:
@@ -43,7 +43,7 @@ class NotificationCenter final : public Listener {
   void queue(const std::shared_ptr<Registration>& registration, AMRestorableDeviceRef handle,
              AMRestorableDeviceNotificationType type);
   void queue_to_all(AMRestorableDeviceRef handle, AMRestorableDeviceNotificationType type);
-  std::vector<Handle>::iterator find(const std::shared_ptr<Device>& device);
+  std::vector<Handle>::iterator find(const std::shared_ptr<Attachment>& attachment);
 
   Backend& backend_;
   std::mutex start_mutex_;

@@ -7,14 +7,14 @@ namespace MobileDevice {
 namespace {
 
 void finalize_restorable_device(CFTypeRef cf) {
-  std::destroy_at(&static_cast<AMRestorableDeviceRef>(const_cast<void*>(cf))->content);
+  std::destroy_at(&static_cast<AMRestorableDeviceRef>(const_cast<void*>(cf))->reported);
 }
 
 void finalize_recovery_mode_device(CFTypeRef cf) {
-  std::destroy_at(&static_cast<AMRecoveryModeDeviceRef>(const_cast<void*>(cf))->device);
+  std::destroy_at(&static_cast<AMRecoveryModeDeviceRef>(const_cast<void*>(cf))->attachment);
 }
 
-CFRuntimeClass make_class(const char* name, void (*finalize)(CFTypeRef)) {
+CFRuntimeClass runtime_class(const char* name, void (*finalize)(CFTypeRef)) {
   CFRuntimeClass result{};
   result.className = name;
   result.finalize = finalize;
@@ -33,34 +33,35 @@ Ref create_instance(CFTypeID id) {
 
 }  // namespace
 
-HandleContent::HandleContent(std::shared_ptr<Device> device, DeviceProperties properties) noexcept
-    : device_(std::move(device)), properties_(std::move(properties)) {}
+ReportedDevice::ReportedDevice(std::shared_ptr<Attachment> attachment,
+                               DeviceProperties properties) noexcept
+    : attachment_(std::move(attachment)), properties_(std::move(properties)) {}
 
-DeviceProperties HandleContent::properties() const {
-  const std::lock_guard lock(mutex_);
+DeviceProperties ReportedDevice::properties() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
   return properties_;
 }
 
-void HandleContent::set_properties(DeviceProperties properties) {
-  const std::lock_guard lock(mutex_);
+void ReportedDevice::set_properties(DeviceProperties properties) {
+  const std::lock_guard<std::mutex> lock(mutex_);
   properties_ = std::move(properties);
 }
 
-Owned<AMRestorableDeviceRef> make_restorable_device(std::shared_ptr<Device> device) {
-  static const CFRuntimeClass cls = make_class("AMRestorableDevice", finalize_restorable_device);
+Owned<AMRestorableDeviceRef> make_restorable_device(std::shared_ptr<Attachment> attachment) {
+  static const CFRuntimeClass cls = runtime_class("AMRestorableDevice", finalize_restorable_device);
   static const CFTypeID id = _CFRuntimeRegisterClass(&cls);
-  DeviceProperties properties = device->properties();
+  DeviceProperties properties = attachment->properties();
   const AMRestorableDeviceRef handle = create_instance<AMRestorableDeviceRef>(id);
-  new (&handle->content) HandleContent(std::move(device), std::move(properties));
+  new (&handle->reported) ReportedDevice(std::move(attachment), std::move(properties));
   return Owned<AMRestorableDeviceRef>(handle);
 }
 
-Owned<AMRecoveryModeDeviceRef> make_recovery_mode_device(std::shared_ptr<Device> device) {
+Owned<AMRecoveryModeDeviceRef> make_recovery_mode_device(std::shared_ptr<Attachment> attachment) {
   static const CFRuntimeClass cls =
-      make_class("AMRecoveryModeDevice", finalize_recovery_mode_device);
+      runtime_class("AMRecoveryModeDevice", finalize_recovery_mode_device);
   static const CFTypeID id = _CFRuntimeRegisterClass(&cls);
   const AMRecoveryModeDeviceRef handle = create_instance<AMRecoveryModeDeviceRef>(id);
-  new (&handle->device) std::shared_ptr<Device>(std::move(device));
+  new (&handle->attachment) std::shared_ptr<Attachment>(std::move(attachment));
   return Owned<AMRecoveryModeDeviceRef>(handle);
 }
 

@@ -14,14 +14,14 @@ namespace MobileDevice {
 bool LogFile::open(const char* path) {
   const int descriptor = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
   if (descriptor < 0) return false;
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   const int previous = std::exchange(descriptor_, descriptor);
   if (previous >= 0) ::close(previous);
   return true;
 }
 
 void LogFile::write(std::uint64_t ecid, std::string_view call, AMRError result) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard<std::mutex> lock(mutex_);
   if (descriptor_ < 0) return;
   const std::chrono::milliseconds now = std::chrono::duration_cast<std::chrono::milliseconds>(
       std::chrono::system_clock::now().time_since_epoch());

@@ -7,13 +7,14 @@
 
 #include "../Backend.h"
 #include "event_loop.h"
-#include "handles.h"
+#include "owners.h"
 
 namespace MobileDevice::usb {
 
-class UsbDevice final : public Device {
+class UsbAttachment final : public Attachment {
  public:
-  UsbDevice(DeviceReference device, DeviceProperties properties, std::shared_ptr<EventLoop> loop);
+  UsbAttachment(DeviceReference device, DeviceProperties properties,
+                std::shared_ptr<EventLoop> loop);
 
   DeviceProperties properties() const override { return properties_; }
   bool takes_recovery_commands() const override;
@@ -25,7 +26,7 @@ class UsbDevice final : public Device {
   void mark_left();
 
  private:
-  int open_checked(Handle& handle) const;
+  int open_checked(OpenDevice& owner) const;
   bool leaves_in_time();
 
   const DeviceReference device_;

@@ -7,7 +7,7 @@
 #include "handle.h"
 #include "library.h"
 
-using MobileDevice::Device;
+using MobileDevice::Attachment;
 using MobileDevice::DeviceProperties;
 using MobileDevice::guarded;
 using MobileDevice::library;
@@ -18,7 +18,7 @@ namespace {
 template <typename Member>
 Member property(AMRestorableDeviceRef device, Member DeviceProperties::*member) noexcept {
   if (device == nullptr) return Member{};
-  return guarded(Member{}, [&] { return device->content.properties().*member; });
+  return guarded(Member{}, [&] { return device->reported.properties().*member; });
 }
 
 CFStringRef copy_string(AMRestorableDeviceRef device,
@@ -30,12 +30,13 @@ CFStringRef copy_string(AMRestorableDeviceRef device,
 
 /// Has `command` answered by the device and logs it as `call`.
 AMRError logged(AMRecoveryModeDeviceRef device, std::string_view call,
-                const std::function<AMRError(Device&)>& command) noexcept {
+                const std::function<AMRError(Attachment&)>& command) noexcept {
   if (device == nullptr) return MobileDevice::kAMRInvalidArgument;
   return guarded(MobileDevice::kAMRInternalError, [&] {
+    // Guarded once more, so that a command that throws is logged too.
     const AMRError result =
-        guarded(MobileDevice::kAMRInternalError, [&] { return command(*device->device); });
-    library().log_file.write(device->device->properties().ecid, call, result);
+        guarded(MobileDevice::kAMRInternalError, [&] { return command(*device->attachment); });
+    library().log_file.write(device->attachment->properties().ecid, call, result);
     return result;
   });
 }
@@ -85,8 +86,8 @@ CFStringRef AMRestorableDeviceCopyProductString(AMRestorableDeviceRef device) {
 AMRecoveryModeDeviceRef AMRestorableDeviceCopyRecoveryModeDevice(AMRestorableDeviceRef device) {
   if (device == nullptr) return nullptr;
   return guarded(AMRecoveryModeDeviceRef{}, [&]() -> AMRecoveryModeDeviceRef {
-    if (!device->content.device()->takes_recovery_commands()) return nullptr;
-    return MobileDevice::make_recovery_mode_device(device->content.device()).release();
+    if (!device->reported.attachment()->takes_recovery_commands()) return nullptr;
+    return MobileDevice::make_recovery_mode_device(device->reported.attachment()).release();
   });
 }
 
@@ -95,23 +96,23 @@ AMRError AMRecoveryModeDeviceSetAutoBoot(AMRecoveryModeDeviceRef device, Boolean
   return logged(
       device,
       on ? "AMRecoveryModeDeviceSetAutoBoot(true)" : "AMRecoveryModeDeviceSetAutoBoot(false)",
-      [on](Device& target) { return target.set_auto_boot(on); });
+      [on](Attachment& target) { return target.set_auto_boot(on); });
 }
 
 AMRError AMRecoveryModeDeviceReboot(AMRecoveryModeDeviceRef device) {
-  return logged(device, "AMRecoveryModeDeviceReboot()", &Device::reboot);
+  return logged(device, "AMRecoveryModeDeviceReboot()", &Attachment::reboot);
 }
 
 AMRError AMRestorableDeviceRestore(AMRestorableDeviceRef device, CFDictionaryRef options,
                                    AMRestorableDeviceRestoreCallback callback, void* context) {
-  if (device == nullptr || options == nullptr || callback == nullptr) {
+  if (device == nullptr || options == nullptr || callback == nullptr)
     return MobileDevice::kAMRInvalidArgument;
-  }
   const AMRError result = guarded(MobileDevice::kAMRInternalError, [&] {
     const std::shared_ptr<_AMRestorableDevice> handle(MobileDevice::retained(device));
-    device->content.device()->restore(options, [handle, callback, context](CFDictionaryRef status) {
-      callback(handle.get(), status, context);
-    });
+    device->reported.attachment()->restore(options,
+                                           [handle, callback, context](CFDictionaryRef status) {
+                                             callback(handle.get(), status, context);
+                                           });
     return kAMRSuccess;
   });
   return guarded(MobileDevice::kAMRInternalError, [&] {
