@@ -18,7 +18,7 @@ TEST(SerialString, ReadsWhatIsWholeAndSkipsTheRest) {
        "SRNM:[F2LXXXXXXXXX]",
        {ecid, 0x8020, 0x0E, 3, "F2LXXXXXXXXX"}},
       {"CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:001A2B3C4D5E6F70 IBFL:3C "
-       "SRTG:[iBoot-3865.0.0.4.7]",
+       "SRTG:[Loader-1.0]",
        {ecid, 0x8020, 0x0E, 3, std::nullopt}},
       {"SDOM:01 CPID:8103 CPRV:11 CPFM:03 SCEP:01 BDID:26 ECID:001a2b3c4d5e6f70",
        {ecid, 0x8103, 0x26, 3, std::nullopt}},

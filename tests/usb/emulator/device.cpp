@@ -92,7 +92,7 @@ Device make_device(const std::string& port, const std::string& mode) {
   } else if (mode == "dfu") {
     device.product_id = 0x1227;
     device.product = "Apple Mobile Device (DFU Mode)";
-    device.serial = chip + "SRTG:[iBoot-3865.0.0.4.7]";
+    device.serial = chip + "SRTG:[Loader-1.0]";
   } else if (mode == "other") {
     device.vendor_id = 0x1234;
     device.product_id = 0x5678;
