@@ -1,7 +1,6 @@
 #include "output/output_str_state.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <array>
 #include <boost/numeric/conversion/cast.hpp>
@@ -89,26 +88,6 @@ TEST(OutputState, RefusesDescriptorsThatCannotBeOne) {
   options.output_pipe = (std::int64_t{1} << 32) + STDOUT_FILENO;
   EXPECT_THROW(make_output_state(context.get_executor(), options),
                boost::numeric::bad_numeric_cast);
-}
-
-TEST(OutputStateDeathTest, EndsTheProcessOnAClosedPipe) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(
-      {
-        signal(SIGPIPE, SIG_IGN);
-        int ends[2];
-        if (pipe(ends) != 0) _exit(0);
-        close(ends[0]);
-        boost::asio::io_context context;
-        start_options options;
-        options.output_pipe = ends[1];
-        const std::shared_ptr<output_str_state> state =
-            make_output_state(context.get_executor(), options);
-        state->print("text");
-        state->quit();
-        std::thread([&] { state->loop(); }).join();
-      },
-      "write");
 }
 
 }  // namespace
