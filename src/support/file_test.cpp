@@ -1,212 +1,198 @@
+/// What of the system can refuse is the test's here: the linker puts these functions in front.
 #include "support/file.h"
 
 #include <gtest/gtest.h>
+#include <sys/epoll.h>
 #include <sys/file.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <boost/asio/buffer.hpp>
-#include <boost/asio/execution/executor.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
-#include <functional>
-#include <optional>
+#include <cerrno>
+#include <new>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include "support/file_error.h"
-#include "support/ios_device_error.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
 
+using boost::system::error_code;
 using TY::file::errc;
+using TY::file::file_mutex;
 using TY::file::readable_file;
 using TY::file::writable_file;
-namespace generic = boost::system::errc;
 
-/// What the throwing form says, its code in `code`.
-std::string failure(const std::function<void()>& operation, boost::system::error_code& code) {
-  try {
-    operation();
-  } catch (const boost::system::system_error& error) {
-    code = error.code();
-    return error.what();
-  }
-  return "nothing thrown";
+struct System {
+  int flock_error = 0;
+  int epoll_error = 0;
+  std::size_t largest_allocation = SIZE_MAX;
+  std::vector<int> flocks = {};  // the operations asked for
+} the_system;
+
+error_code system_code(int number) { return {number, boost::system::generic_category()}; }
+
+}  // namespace
+
+extern "C" {
+
+int __real_flock(int descriptor, int operation);
+int __wrap_flock(int descriptor, int operation) {
+  the_system.flocks.push_back(operation);
+  errno = the_system.flock_error;
+  return errno == 0 ? __real_flock(descriptor, operation) : -1;
 }
 
-/// A process of its own that holds a lock on a file from construction to destruction.
-class LockHolder {
- public:
-  LockHolder(const std::string& path, int operation) {
-    int locked[2], release[2];
-    if (pipe(locked) != 0 || pipe(release) != 0) throw std::runtime_error("pipe");
-    child_ = fork();
-    if (child_ == 0) {
-      const int file = open(path.c_str(), O_RDONLY);
-      const char byte = flock(file, operation) == 0 ? '+' : '-';
-      close(release[1]);
-      char end;
-      _exit(write(locked[1], &byte, 1) == 1 && read(release[0], &end, 1) == 0 ? 0 : 1);
+int __real_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event);
+int __wrap_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event) {
+  errno = the_system.epoll_error;
+  return errno == 0 ? __real_epoll_ctl(epoll, operation, descriptor, event) : -1;
+}
+
+void* __real__Znwm(std::size_t size);
+void* __wrap__Znwm(std::size_t size) {  // operator new
+  if (size > the_system.largest_allocation) throw std::bad_alloc();
+  return __real__Znwm(size);
+}
+
+}  // extern "C"
+
+namespace {
+
+class File : public testing::Test {
+ protected:
+  ~File() override { the_system = {}; }
+
+  /// `operation` fails with `code` without an argument, when its text begins with `text`, and with
+  /// an error_code.
+  template <typename Code, typename Operation>
+  static void expect_failure(const std::string& text, Code code, Operation operation) {
+    SCOPED_TRACE(text);
+    try {
+      operation();
+      ADD_FAILURE() << "nothing thrown";
+    } catch (const boost::system::system_error& error) {
+      EXPECT_EQ(error.code(), code);
+      EXPECT_EQ(std::string(error.what()).rfind(text + ": ", 0), 0u) << error.what();
     }
-    close(locked[1]);
-    close(release[0]);
-    char answer = '-';
-    if (read(locked[0], &answer, 1) != 1 || answer != '+') throw std::runtime_error("not locked");
-    close(locked[0]);
-    release_ = release[1];
-  }
-  ~LockHolder() {
-    close(release_);
-    waitpid(child_, nullptr, 0);
+    error_code ec;
+    operation(ec);
+    EXPECT_EQ(ec, code);
   }
 
- private:
-  pid_t child_;
-  int release_;
+  const TemporaryDirectory directory;
+  const std::string content = std::string(200000, 'x');
+  const std::string path = directory.write("file", content);
+  error_code ec = make_error_code(errc::lock_failed);  // every operation clears it
 };
 
-TEST(ReadableFile, ReadsUpToTheLimit) {
-  const TemporaryDirectory directory;
-  const std::string content(200000, 'x');
-  const std::string path = directory.write("file", content);
-  boost::system::error_code ec = generic::make_error_code(generic::io_error);
-
-  readable_file file(path);
-  EXPECT_EQ(file.get_total_size(), 200000);
-  EXPECT_EQ(file.get_total_size(ec), 200000);
+TEST_F(File, IsReadWholeUpToTheLimit) {
+  readable_file file(path, ec);
   EXPECT_FALSE(ec);
   const std::vector<unsigned char> bytes = file.read_whole_file_impl(200000);
   EXPECT_EQ(std::string(bytes.begin(), bytes.end()), content);
+  ec = make_error_code(errc::lock_failed);
   EXPECT_EQ(readable_file(path).read_whole_file_impl(200000, ec), bytes);
   EXPECT_FALSE(ec);
 
-  const std::string text = failure([&] { file.read_whole_file_impl(199999); }, ec);
-  EXPECT_EQ(ec, errc::file_too_large);
-  EXPECT_EQ(ec, generic::not_enough_memory);
-  EXPECT_EQ(text.rfind("'" + path + "' is 200000 bytes (max size is 199999 bytes)", 0), 0u) << text;
-  EXPECT_TRUE(file.read_whole_file_impl(10, ec).empty());
-  EXPECT_EQ(ec, errc::file_too_large);
-
-  EXPECT_TRUE(readable_file(directory.write("empty", "")).read_whole_file_impl(0).empty());
-  truncate(path.c_str(), 100);
-  EXPECT_THROW(file.read_whole_file_impl(200000), boost::system::system_error);  // at its end
+  expect_failure("'" + path + "' is 200000 bytes (max size is 199999 bytes)",
+                 make_error_code(errc::file_too_large), [&](auto&... ec) {
+                   EXPECT_TRUE(file.read_whole_file_impl(199999, ec...).empty());
+                 });
+  expect_failure("read", boost::asio::error::eof, [&](auto&... ec) {  // it stands at its end
+    EXPECT_EQ(file.read_whole_file_impl(200000, ec...).size(), 200000u);
+  });
+  the_system.largest_allocation = 199999;
+  expect_failure("while allocating 200000 bytes for '" + path + "': std::bad_alloc",
+                 make_error_code(errc::buffer_allocation_failed), [&](auto&... ec) {
+                   EXPECT_TRUE(file.read_whole_file_impl(200000, ec...).empty());
+                 });
 }
 
-TEST(ReadableFile, ReportsFailuresInBothForms) {
-  const TemporaryDirectory directory;
-  const std::string missing = directory / "missing";
-  boost::system::error_code thrown, ec;
-  const std::string text = failure([&] { readable_file file(missing); }, thrown);
-  EXPECT_EQ(text.rfind("when opening file '" + missing + "' for reading", 0), 0u) << text;
-  EXPECT_EQ(thrown, generic::no_such_file_or_directory);
-
-  readable_file unopened(missing, ec);
-  EXPECT_EQ(ec, generic::no_such_file_or_directory);
-  EXPECT_EQ(unopened.get_total_size(ec), -1);
-  EXPECT_EQ(ec, generic::bad_file_descriptor);
-  const std::string size_text = failure([&] { unopened.get_total_size(); }, thrown);
-  EXPECT_EQ(size_text.rfind("when getting size of file '", 0), 0u) << size_text;
-
-  readable_file folder(directory / "");
-  EXPECT_THROW(folder.read_whole_file_impl(1 << 20), boost::system::system_error);
-}
-
-TEST(WritableFile, OpensInItsThreeModes) {
-  const TemporaryDirectory directory;
-  const std::string path = directory / "file";
-  boost::system::error_code ec;
-  writable_file::create_new(path).write("one");
-  EXPECT_EQ(read_file(path), "one");
-  const std::string text = failure([&] { writable_file::create_new(path); }, ec);
-  EXPECT_EQ(text.rfind("when creating new file '" + path + "' for writing", 0), 0u) << text;
-  EXPECT_EQ(ec, generic::file_exists);
-  ec.clear();
-  writable_file::create_new(path, ec);
-  EXPECT_EQ(ec, generic::file_exists);
-
-  writable_file::open_append(path, ec).write("two", ec);
-  EXPECT_EQ(read_file(path), "onetwo");
-  writable_file::open_clobber(path).write("three");
-  EXPECT_EQ(read_file(path), "three");
-
-  const std::string nowhere = directory / "no/file";
-  EXPECT_EQ(failure([&] { writable_file::open_clobber(nowhere); }, ec)
-                .rfind("when clobbering file '" + nowhere + "' for writing", 0),
-            0u);
-  EXPECT_EQ(failure([&] { writable_file::open_append(nowhere); }, ec)
-                .rfind("when opening file '" + nowhere + "' for appending", 0),
-            0u);
-}
-
-TEST(FileLock, KeepsOtherProcessesOut) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.write("file", "text");
-  boost::system::error_code ec;
-  {
-    const LockHolder writer(path, LOCK_EX);
-    EXPECT_EQ(failure([&] { readable_file file(path); }, ec)
-                  .rfind("open_and_assign: Could not obtain file lock", 0),
-              0u);
-    EXPECT_EQ(ec, errc::lock_failed);
-    EXPECT_EQ(ec, generic::resource_unavailable_try_again);
-    ec.clear();
-    readable_file file(path, ec);
-    EXPECT_EQ(ec, errc::lock_failed);
-  }
-  const LockHolder reader(path, LOCK_SH);
-  EXPECT_NO_THROW(readable_file{path});
-  writable_file::open_append(path, ec);
-  EXPECT_EQ(ec, errc::lock_failed);
-}
-
-TEST(FileLock, LastsUntilClose) {
-  const TemporaryDirectory directory;
-  const std::string path = directory.write("file", "text");
-  boost::system::error_code ec;
-  writable_file writer = writable_file::open_append(path);
-  writable_file moved = std::move(writer);
-  readable_file(path, ec);
-  EXPECT_EQ(ec, errc::lock_failed);
-  moved.close();
-  readable_file(path, ec);
+TEST_F(File, IsWrittenInThreeModes) {
+  const std::string created = directory / "a", clobbered = directory / "b",
+                    appended = directory / "c";
+  writable_file::create_new(created, ec).write("one", ec);
   EXPECT_FALSE(ec);
-  EXPECT_THROW(TY::file::file_mutex(-1).try_lock(), std::system_error);
-  EXPECT_THROW(TY::file::file_mutex(-1).unlock_shared(), std::system_error);
+  EXPECT_EQ(read_file(created), "one");
+  for (const char* text : {"three", "two"}) {
+    writable_file::open_clobber(clobbered).write(text);
+    writable_file::open_append(appended).write(text);
+  }
+  EXPECT_EQ(read_file(clobbered) + read_file(appended), "twothreetwo");
 }
 
-TEST(ErrorCategories, NameTheirCodes) {
-  const boost::system::error_category& file = make_error_code(errc::success).category();
-  EXPECT_STREQ(file.name(), "TY::file");
-  EXPECT_EQ(file.message(0), "Success");
-  EXPECT_EQ(file.message(2), "Could not allocate buffer for file");
-  EXPECT_EQ(file.message(4), "Unknown error 4");
-  EXPECT_EQ(file.message(-1), "Unknown error -1");
-  EXPECT_EQ(file.default_error_condition(4), boost::system::error_condition(4, file));
-  EXPECT_FALSE(make_error_code(errc::success).failed());
+TEST_F(File, SaysWhyItCannotBeOpened) {
+  const std::string nowhere = directory / "no/file";
+  readable_file unopened(nowhere, ec);
+  const auto open = [&](auto&... ec) { readable_file file(path, ec...); };
+  expect_failure("when opening file '" + nowhere + "' for reading", system_code(ENOENT),
+                 [&](auto&... ec) { readable_file file(nowhere, ec...); });
+  expect_failure("when getting size of file ''", system_code(EBADF),
+                 [&](auto&... ec) { EXPECT_EQ(unopened.get_total_size(ec...), -1); });
+  expect_failure("when creating new file '" + path + "' for writing", system_code(EEXIST),
+                 [&](auto&... ec) { writable_file::create_new(path, ec...); });
+  expect_failure("when clobbering file '" + nowhere + "' for writing", system_code(ENOENT),
+                 [&](auto&... ec) { writable_file::open_clobber(nowhere, ec...); });
+  expect_failure("when opening file '" + nowhere + "' for appending", system_code(ENOENT),
+                 [&](auto&... ec) { writable_file::open_append(nowhere, ec...); });
 
-  const boost::system::error_category& device =
-      make_error_code(TY::SharedSupport::ios_device::errc::success).category();
-  EXPECT_STREQ(device.name(), "libtorrin");
-  const char* const messages[] = {"success", "USB communication failed",
-                                  "Device entered invalid state", "unknown error"};
-  for (int code = 0; code < 4; ++code) EXPECT_EQ(device.message(code), messages[code]);
-  EXPECT_EQ(device.message(-1), "unknown error");
+  const int next_descriptor = dup(STDIN_FILENO);
+  close(next_descriptor);
+  the_system = {.epoll_error = ENOSPC};
+  expect_failure("when opening file '" + path + "' for reading",
+                 boost::system::errc::no_space_on_device, open);
+  the_system = {.flock_error = EWOULDBLOCK};
+  expect_failure("open_and_assign", make_error_code(errc::lock_failed), open);
+  the_system = {.flock_error = ENOLCK};
+  EXPECT_THROW(open(), std::system_error);
+  readable_file unlocked(path, ec);
+  EXPECT_EQ(ec, system_code(ENOLCK));
+  EXPECT_EQ(dup(STDIN_FILENO), next_descriptor);  // nothing stayed open
+  close(next_descriptor);
 }
 
-static_assert(boost::asio::execution::is_executor<TY::non_async_executor>::value);
+TEST_F(File, IsLockedUntilItIsClosed) {
+  const auto code_of = [&](auto open) { return open(ec), ec; };
+  const auto reading = [&](error_code& ec) { readable_file file(path, ec); };
+  const auto writing = [&](error_code& ec) { writable_file::open_append(path, ec); };
+  readable_file reader(path);
+  EXPECT_FALSE(code_of(reading));
+  EXPECT_EQ(code_of(writing), boost::system::errc::resource_unavailable_try_again);
+  reader.close();
+  writable_file opened = writable_file::open_append(path);
+  writable_file writer = std::move(opened);
+  EXPECT_EQ(code_of(reading), errc::lock_failed);
+  writer.close();
+  EXPECT_FALSE(code_of(writing));
+}
 
-TEST(NonAsyncExecutorDeathTest, EndsTheProcessThatUsesItAsynchronously) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  EXPECT_DEATH(TY::non_async_executor().execute([] {}), "asynchronously");
-  EXPECT_DEATH(
-      {
-        boost::asio::posix::basic_stream_descriptor<TY::non_async_executor> descriptor(
-            TY::non_async_executor(), dup(STDIN_FILENO));
-        char byte;
-        descriptor.async_read_some(boost::asio::buffer(&byte, 1),
-                                   [](const boost::system::error_code&, std::size_t) {});
-      },
-      "asynchronously");
+TEST_F(File, LocksAskOnceAndPassErrorsOn) {
+  const struct {
+    void (file_mutex::*lock)();
+    bool (file_mutex::*try_lock)();
+    int operation;
+  } cases[] = {{&file_mutex::lock, nullptr, LOCK_EX},
+               {nullptr, &file_mutex::try_lock, LOCK_EX | LOCK_NB},
+               {&file_mutex::unlock, nullptr, LOCK_UN},
+               {&file_mutex::lock_shared, nullptr, LOCK_SH},
+               {nullptr, &file_mutex::try_lock_shared, LOCK_SH | LOCK_NB},
+               {&file_mutex::unlock_shared, nullptr, LOCK_UN}};
+  for (const auto& [lock, try_lock, operation] : cases) {
+    the_system = {.flock_error = EINTR};
+    file_mutex mutex(STDIN_FILENO);
+    try {
+      lock != nullptr ? (mutex.*lock)() : void((mutex.*try_lock)());
+      ADD_FAILURE() << "nothing thrown";
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.code(), std::error_code(EINTR, std::generic_category()));
+      const std::string text = lock != nullptr ? "flock_: " : "try_flock: ";
+      EXPECT_EQ(std::string(error.what()).rfind(text, 0), 0u) << error.what();
+    }
+    EXPECT_EQ(the_system.flocks, std::vector<int>{operation});
+  }
 }
 
 }  // namespace

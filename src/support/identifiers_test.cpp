@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+#include "support/device_id.h"
+#include "support/ecid.h"
+#include "support/serial_number.h"
+#include "support/udid.h"
+
+namespace {
+
+using namespace std::string_view_literals;
+
+/// What making an identifier from `text` throws.
+template <typename Identifier>
+std::string refusal(std::string_view text) {
+  try {
+    Identifier made{text};
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+  return "accepted";
+}
+
+TEST(Ecid, ParsesSixteenDigitsInEitherCaseAndNothingElse) {
+  const TY::ecid ecid("00000000000004d2"sv);
+  EXPECT_EQ(ecid.number(), 1234u);
+  EXPECT_EQ(std::string(ecid), "00000000000004D2");
+  EXPECT_EQ(TY::ecid("FfFfFfFfFfFfFfFf").number(), UINT64_MAX);
+  EXPECT_EQ(refusal<TY::ecid>("000000000000004D2"), "Invalid ECID '000000000000004D2'");
+}
+
+TEST(Ecid, IsItsNumber) {
+  EXPECT_LT(TY::ecid(1), TY::ecid(0x8000000000000000));
+  EXPECT_FALSE(TY::ecid(2) < TY::ecid(1));
+  EXPECT_EQ(TY::ecid(0xabc), TY::ecid("0000000000000ABC"));
+  EXPECT_EQ(std::hash<TY::ecid>()(TY::ecid(77)), 77u);
+
+  TY::ecid first(5);
+  TY::ecid second(std::move(first));
+  TY::ecid third(6);
+  third = std::move(second);
+  EXPECT_EQ(std::string(third), "0000000000000005");
+  EXPECT_EQ(third.number(), 5u);
+  for (const TY::ecid* source : {&first, &second}) {
+    EXPECT_EQ(source->number(), 0u);
+    EXPECT_EQ(std::string(*source), "");
+  }
+}
+
+TEST(Ecid, FormatsAsStringWithQuestionMarksForZero) {
+  EXPECT_EQ(fmt::format("{:>18}", TY::ecid(10)), "  000000000000000A");
+  EXPECT_EQ(fmt::format("{}", TY::ecid(0)), "????????????????");
+  EXPECT_EQ(std::string(TY::ecid(0)), "0000000000000000");
+
+  std::ostringstream stream;
+  stream << TY::make_device_id(TY::ecid(0)) << ' ' << TY::make_device_id(TY::ecid(1));
+  EXPECT_EQ(stream.str(), "???????????????? 0000000000000001");
+}
+
+TEST(Udid, GetsItsDashInTwentyFourCharactersOnly) {
+  const struct {
+    std::string_view given, kept;
+  } cases[] = {
+      {"00008030001A2B3C4D5E6F70", "00008030-001A2B3C4D5E6F70"},
+      {"00008030-001A2B3C4D5E6F70", "00008030-001A2B3C4D5E6F70"},
+      {"00008030-01A2B3C4D5E6F70", "00008030--01A2B3C4D5E6F70"},
+      {"abc", "abc"},
+      {"", ""},
+  };
+  for (const auto& [given, kept] : cases) EXPECT_EQ(std::string(TY::udid(given)), kept);
+  for (std::string text : {"g", "0000 8030", "00008030-001A2B3C4D5E6F7\xc3"}) {
+    EXPECT_FALSE(TY::is_udid(text));
+    EXPECT_EQ(refusal<TY::udid>(text), "Invalid UDID '" + text + "'");
+  }
+  EXPECT_EQ(refusal<TY::udid>("00008030001A2B3C4D5E6F7G"),
+            "Invalid UDID '00008030-001A2B3C4D5E6F7G'");
+}
+
+template <typename Identifier>
+void expect_compared_as_text() {
+  const Identifier upper("A"sv), lower("a"sv);
+  EXPECT_TRUE(upper == Identifier("A"sv) && upper != lower);
+  EXPECT_TRUE(upper < lower && !(lower < upper) && !(upper < upper));
+  EXPECT_EQ(std::hash<Identifier>()(upper), std::hash<std::string_view>()("A"));
+}
+
+TEST(Identifiers, CompareAsText) {
+  expect_compared_as_text<TY::udid>();
+  expect_compared_as_text<TY::serial_number>();
+  EXPECT_TRUE(TY::serial_number("F2L") == "F2L"sv && "F2L"sv == TY::serial_number("F2L"));
+  const TY::device_id upper("A"), lower("a");
+  EXPECT_TRUE(upper < lower && !(lower < upper) && upper != lower);
+}
+
+}  // namespace
