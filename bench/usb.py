@@ -37,8 +37,8 @@ def measure(emulator, name, arguments, without=0.0, runs=RUNS):
 def main():
     emulator = Emulator()
     for port in range(1, 13):
-        emulator.command(f"add 1-{port} recovery ecid={port:016X}")
-    emulator.command("fault 1-5 hang 0 ")
+        emulator.add(f"1-{port}", ecid=f"{port:016X}")
+    emulator.fault("1-5", "", "hang", count=0)
     measure(emulator, "--device-info of the last of twelve", [*INFO, f"{12:016X}"])
     one_second = ("--list-devices", "--detect-timeout", "1")
     measure(emulator, "--list-devices beyond its second", one_second, without=1.0, runs=RUNS // 4)

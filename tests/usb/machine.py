@@ -20,6 +20,23 @@ INFO = ("--device-info", "--detect-timeout", str(PATIENCE), "--ecid")
 EXIT_RECOVERY = ("--exit-recovery", "--detect-timeout", str(PATIENCE), "--ecid")
 STAY_IN_RECOVERY = ("--no-exit-recovery", "--detect-timeout", str(PATIENCE), "--ecid")
 
+CHIP = "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:{} IBFL:3C "
+DEVICES = {
+    "recovery": {
+        "vendor": 0x05AC,
+        "product": 0x1281,
+        "serial": CHIP + "SRNM:[F2LXXXXXXXXX]",
+        "name": "Apple Mobile Device (Recovery Mode)",
+    },
+    "dfu": {
+        "vendor": 0x05AC,
+        "product": 0x1227,
+        "serial": CHIP + "SRTG:[iBoot-3865.0.0.4.7]",
+        "name": "Apple Mobile Device (DFU Mode)",
+    },
+    "other": {"vendor": 0x1234, "product": 0x5678, "serial": "1234", "name": "Keyboard"},
+}
+
 
 def preload(program) -> str:
     """The LD_PRELOAD that shows the emulated machine to `program`. A sanitizer's runtime wants to
@@ -45,13 +62,14 @@ class Emulator:
             env=os.environ | {"LD_PRELOAD": preload(EMULATOR)},
             text=True,
             bufsize=1,
+            umask=0,  # other users may use the nodes and the sockets
         )
         self.seen = []  # what the devices saw
-        self.said = []  # everything else
         self._unread = queue.SimpleQueue()
         threading.Thread(target=self._read, daemon=True).start()
-        folder = self.wait_for("UMOCKDEV_DIR=").partition("=")[2]
-        self.environment = {"UMOCKDEV_DIR": folder, "LD_PRELOAD": preload(PROGRAM)}
+        self.root = pathlib.Path(self.wait_for("UMOCKDEV_DIR=").partition("=")[2])
+        self.root.chmod(0o777)
+        self.environment = {"UMOCKDEV_DIR": str(self.root), "LD_PRELOAD": preload(PROGRAM)}
 
     def _read(self):
         for line in self.process.stdout:
@@ -63,17 +81,32 @@ class Emulator:
         while line := self._unread.get(timeout=PATIENCE):
             if line.startswith("usb "):
                 self.seen.append(line.removeprefix("usb "))
-            else:
-                self.said.append(line)
             if line.startswith(beginnings):
                 return line
         raise AssertionError(f"the emulator ended {outcome(self.process.wait())}")
 
-    def command(self, *words):
-        print(*words, file=self.process.stdin, flush=True)
+    def command(self, line):
+        print(line, file=self.process.stdin, flush=True)
         answer = self.wait_for("done", "error")
         if answer != "done":
-            raise AssertionError(f"{words}: {answer}")
+            raise AssertionError(f"{line}: {answer}")
+
+    def add(self, port, kind="recovery", ecid=ECID, sysfs=True, **changes):
+        """Plugs in one of DEVICES, with its `changes`."""
+        device = DEVICES[kind] | changes
+        numbers = f"{device['vendor']:x} {device['product']:x} {sysfs:d}"
+        self.command(f"add {port} {numbers} {device['serial'].format(ecid)}|{device['name']}")
+
+    def remove(self, port):
+        self.command(f"remove {port}")
+
+    def fault(self, port, operation, action, count=1):
+        self.command(f"fault {port} {count} {operation}|{action}")
+
+    def node(self, port) -> pathlib.Path:
+        device = self.root / "sys/bus/usb/devices" / port
+        numbers = [int((device / name).read_text()) for name in ("busnum", "devnum")]
+        return self.root / "dev/bus/usb/{:03}/{:03}".format(*numbers)
 
     def seen_by(self, port) -> list:
         """What this device has seen up to now."""

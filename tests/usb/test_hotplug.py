@@ -14,7 +14,7 @@ class HotplugTest(UsbTest):
     def start_watching(self, *arguments):
         """Begins only when the program has seen a device: libusb leaks one that leaves while it
         starts, as the address sanitizer tells."""
-        self.usb.command(f"add 1-9 recovery ecid={NEIGHBOUR}")
+        self.usb.add("1-9", ecid=NEIGHBOUR)
         process = self.start("--debug", *arguments)
         self.assertTrue(self.read_until(process, f"Adding '{NEIGHBOUR}'"))
         return process
@@ -23,9 +23,9 @@ class HotplugTest(UsbTest):
         """False: the program ended before."""
         for pair in range(1, PAIRS + 1):
             port = f"2-{pair % 4 + 1}"
-            self.usb.command(f"add {port} {('recovery', 'dfu')[pair % 2]} ecid={pair:016X}")
+            self.usb.add(port, ("recovery", "dfu")[pair % 2], ecid=f"{pair:016X}")
             seen = pair % PAIRS_UNSEEN != 0 or self.read_until(process, f"Adding '{pair:016X}'")
-            self.usb.command(f"remove {port}")
+            self.usb.remove(port)
             if not seen:
                 return False
         return True
@@ -33,8 +33,8 @@ class HotplugTest(UsbTest):
     def test_finds_a_device_that_comes_amid_many(self):
         process = self.start_watching(*INFO, ECID)
         self.assertTrue(self.plug_and_unplug(process))
-        self.usb.command("remove 1-9")
-        self.usb.command("add 1-1 recovery")
+        self.usb.remove("1-9")
+        self.usb.add("1-1")
         result = self.finish(process)
         [(kind, value)] = result.messages
         self.assertEqual((kind, value["ECID"]), ("DeviceInfo", ECID))
@@ -45,9 +45,9 @@ class HotplugTest(UsbTest):
         for seconds in (4, 16, 64):  # until all came while the program waited
             process = self.start_watching("--list-devices", "--detect-timeout", str(seconds))
             in_time = self.plug_and_unplug(process)
-            self.usb.command("remove 1-9")
+            self.usb.remove("1-9")
             if in_time:
-                self.usb.command(f"add 1-1 dfu ecid={ANOTHER}")
+                self.usb.add("1-1", "dfu", ecid=ANOTHER)
                 in_time = self.read_until(process, f"Adding '{ANOTHER}'")
             [(kind, value)] = self.finish(process).messages
             if in_time:

@@ -27,9 +27,9 @@ class RecoveryTest(UsbTest):
     def setUp(self):
         super().setUp()
         # A neighbour that answers nothing any more: it is never asked, and so delays nobody.
-        self.usb.command("add 1-9 recovery ecid=0000000000000099")
-        self.usb.command("fault 1-9 hang 0 ")
-        self.usb.command("add 1-1 recovery")
+        self.usb.add("1-9", ecid="0000000000000099")
+        self.usb.fault("1-9", "", "hang", count=0)
+        self.usb.add("1-1")
 
     def tearDown(self):
         self.assertEqual(self.usb.seen_by("1-9"), [])
@@ -45,18 +45,15 @@ class RecoveryTest(UsbTest):
     def test_stays_in_recovery(self):
         self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
         self.assert_seen(*OPENING, f"{SETENV_OFF} -> ok", "saveenv -> ok")
-        self.usb.command("environment 1-1")
-        self.assertIn("saved 1-1 auto-boot=false", self.usb.said)
 
     def test_leaves_recovery_and_is_found_again(self):
-        self.usb.command("after-reboot 1-1 recovery 100")
-        for _ in range(2):
+        for returns_as in ("recovery", "dfu"):
             self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
-            self.usb.wait_for("plugged 1-1")
+            self.usb.wait_for("unplugged 1-1")
             self.assert_seen(
                 *OPENING, f"{SETENV_ON} -> ok", "saveenv -> ok", *OPENING, "reboot -> ok"
             )
-            self.usb.command("after-reboot 1-1 dfu 100")
+            self.usb.add("1-1", returns_as)
         [(_, value)] = self.run_program(*INFO, ECID).messages
         self.assertEqual(value["ProductID"], 0x1227)
 
@@ -70,7 +67,7 @@ class RecoveryTest(UsbTest):
         for command, (failure, before) in steps.items():
             for action in ("stall", "hang", "garble", "hang-and-leave"):
                 with self.subTest(command=command, action=action):
-                    self.usb.command(f"fault 1-1 {action} 1 {command}")
+                    self.usb.fault("1-1", command, action)
                     if (command, action) == ("reboot", "hang-and-leave"):
                         self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
                     else:
@@ -78,32 +75,32 @@ class RecoveryTest(UsbTest):
                     discarded = [f"{command} -> discarded"] if action == "hang" else []
                     self.assert_seen(*before, f"{command} -> {action}", *discarded)
                     if action == "hang-and-leave":
-                        self.usb.command("add 1-1 recovery")
+                        self.usb.add("1-1")
 
     def test_reboots_also_if_the_answer_is_lost(self):
         for action in ("stall-and-leave", "garble-and-leave", "hang-and-leave"):
             with self.subTest(action):
-                self.usb.command(f"fault 1-1 {action} 1 reboot")
+                self.usb.fault("1-1", "reboot", action)
                 self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
                 self.usb.command("sync")
-                self.usb.command("add 1-1 recovery")
+                self.usb.add("1-1")
 
     def test_holds_the_device_alone(self):
-        self.usb.command("fault 1-1 busy 1 claim")
+        self.usb.fault("1-1", "claim", "busy")
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["busy"])
         self.assert_seen("open -> ok", "claim 0 -> busy")
-        self.usb.command("fault 1-1 unconfigured 1 claim")
+        self.usb.fault("1-1", "claim", "unconfigured")
         self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
 
     def test_leaves_another_device_in_its_place_alone(self):
-        self.usb.command("swap-serial 1-1 CPID:8020%20ECID:0000000000000022")
-        self.usb.command("fault 1-1 swap 1 open")
+        swap = "swap CPID:8020 ECID:0000000000000022"
+        self.usb.fault("1-1", "open", swap)
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["hang-and-leave"])
-        self.assert_seen("open -> swap")
+        self.assert_seen(f"open -> {swap}")
 
     def test_asks_who_it_is_if_sysfs_does_not_know(self):
-        self.usb.command("remove 1-1")
-        self.usb.command("add 1-1 recovery sysfs=no")
+        self.usb.remove("1-1")
+        self.usb.add("1-1", sysfs=False)
         self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
         self.assert_seen(
             *["open -> ok", "string:4 -> ok", "string:3 -> ok"],
@@ -118,8 +115,8 @@ class RecoveryTest(UsbTest):
             copy = shutil.copy(PROGRAM, self.directory / pathlib.Path(PROGRAM).name)
             as_nobody = ("setpriv", "--reuid=65534", "--regid=65534", "--clear-groups")
             options = {"program": copy, "prefix": as_nobody}
-        self.usb.command("chmod 1-1 0")
+        self.usb.node("1-1").chmod(0)
         self.assertEqual(self.run_program(*INFO, ECID, **options).messages[0][0], "DeviceInfo")
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["no permission"], **options)
-        self.usb.command("chmod 1-1 666")
+        self.usb.node("1-1").chmod(0o666)
         self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID, **options).messages, SUCCESS)

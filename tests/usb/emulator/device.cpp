@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <sstream>
-#include <stdexcept>
 
 namespace emulator {
 namespace {
@@ -30,16 +28,6 @@ std::vector<std::uint8_t> string_descriptor(const std::string& text) {
   result.resize(std::min<std::size_t>(result.size(), 254));
   result[0] = static_cast<std::uint8_t>(result.size());
   return result;
-}
-
-/// A boot loader's console, as far as the commands that are sent to it go.
-void run_command(Device& device, const std::string& command, Answer& answer) {
-  std::istringstream words(command);
-  std::string verb, name, value;
-  words >> verb >> name >> value;
-  if (verb == "setenv") device.environment[name] = value;
-  if (verb == "saveenv") device.saved_environment = device.environment;
-  if (verb == "reboot") answer.reboots = true;
 }
 
 /// Names the operation and makes the answer of a device that is well.
@@ -81,29 +69,6 @@ std::string Device::take_fault(const std::string& operation) {
   return action;
 }
 
-Device make_device(const std::string& port, const std::string& mode) {
-  Device device{port, 0x05ac, 0, "", "", true, "", 0, 0, false, {}, {}, {}, "", 200};
-  const std::string chip =
-      "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:001A2B3C4D5E6F70 IBFL:3C ";
-  if (mode == "recovery") {
-    device.product_id = 0x1281;
-    device.product = "Apple Mobile Device (Recovery Mode)";
-    device.serial = chip + "SRNM:[F2LXXXXXXXXX]";
-  } else if (mode == "dfu") {
-    device.product_id = 0x1227;
-    device.product = "Apple Mobile Device (DFU Mode)";
-    device.serial = chip + "SRTG:[Loader-1.0]";
-  } else if (mode == "other") {
-    device.vendor_id = 0x1234;
-    device.product_id = 0x5678;
-    device.product = "Keyboard";
-    device.serial = "1234";
-  } else {
-    throw std::invalid_argument("unknown mode " + mode);
-  }
-  return device;
-}
-
 std::vector<std::uint8_t> descriptors_of(const Device& device) {
   const auto low = [](std::uint16_t number) { return static_cast<std::uint8_t>(number); };
   const auto high = [](std::uint16_t number) { return static_cast<std::uint8_t>(number >> 8); };
@@ -124,7 +89,7 @@ Answer answer_control(Device& device, std::span<const std::uint8_t> transfer) {
   const std::string fault = device.take_fault(answer.operation);
   if (!fault.empty()) answer.result = fault;
   if (answer.result == "ok") {
-    if (setup.type == 0x40) run_command(device, answer.operation, answer);
+    answer.leaves = answer.operation == "reboot";
     return answer;
   }
   answer.data.clear();

@@ -1,14 +1,14 @@
 #include "machine.h"
 
 #include <fmt/format.h>
-#include <sys/stat.h>
 
-#include <functional>
 #include <stdexcept>
+#include <utility>
 
 namespace emulator {
 namespace {
 
+constexpr std::uint16_t kLinuxFoundation = 0x1d6b, kRootHub = 2;
 constexpr const char* kController = "/devices/pci0000:00/0000:00:14.0";
 
 int bus_of(const std::string& port) { return std::stoi(port); }
@@ -21,18 +21,6 @@ std::string device_path(const std::string& port) {
   return path + "/" + port;
 }
 
-/// Runs `task` on the main thread after so many milliseconds.
-void run_later(unsigned int milliseconds, std::function<void()> task) {
-  g_timeout_add_full(
-      G_PRIORITY_DEFAULT, milliseconds,
-      [](gpointer data) -> gboolean {
-        (*static_cast<std::function<void()>*>(data))();
-        return G_SOURCE_REMOVE;
-      },
-      new std::function<void()>(std::move(task)),
-      [](gpointer data) { delete static_cast<std::function<void()>*>(data); });
-}
-
 void throw_on(GError* error) {
   if (error == nullptr) return;
   const std::string text = error->message;
@@ -42,11 +30,8 @@ void throw_on(GError* error) {
 
 }  // namespace
 
-Machine::Machine(UMockdevIoctlBase* handler) : testbed_(umockdev_testbed_new()), handler_(handler) {
-  gchar* const root = umockdev_testbed_get_root_dir(testbed_.get());
-  chmod(root, 0777);  // for programs that run as another user
-  g_free(root);
-}
+Machine::Machine(UMockdevIoctlBase* handler)
+    : testbed_(umockdev_testbed_new()), handler_(handler) {}
 
 void Machine::plug(Device device) {
   if (by_port_.contains(device.port)) throw std::invalid_argument(device.port + " is taken");
@@ -59,7 +44,6 @@ void Machine::plug(Device device) {
     const std::lock_guard<std::mutex> lock(mutex);
     by_node_[plugged->node()] = plugged;
   }
-  fmt::print("plugged {}\n", plugged->port);
   add_to_testbed(*plugged, device_path(plugged->port));
 }
 
@@ -77,28 +61,22 @@ void Machine::unplug(const std::shared_ptr<Device>& device) {
   umockdev_testbed_remove_device(testbed_.get(), path.c_str());
 }
 
-void Machine::unplug_soon(const std::shared_ptr<Device>& device, bool reboots) {
-  run_later(0, [this, device] { unplug(device); });
-  if (!reboots) return;
-  std::string mode = device->returns_as;
-  if (mode.empty()) mode = device->saved_environment["auto-boot"] == "true" ? "none" : "recovery";
-  if (mode == "none") return;
-  Device back = make_device(device->port, mode);
-  back.environment = back.saved_environment = device->saved_environment;
-  run_later(device->returns_after_ms, [this, back] { plug(back); });
+void Machine::unplug_soon(const std::shared_ptr<Device>& device) {
+  using Departure = std::pair<Machine*, std::shared_ptr<Device>>;
+  g_idle_add_full(
+      G_PRIORITY_DEFAULT,
+      [](gpointer data) -> gboolean {
+        const auto& [machine, device] = *static_cast<Departure*>(data);
+        machine->unplug(device);
+        return G_SOURCE_REMOVE;
+      },
+      new Departure(this, device), [](gpointer data) { delete static_cast<Departure*>(data); });
 }
 
-void Machine::swap(Device& device) {
-  device.serial = device.serial_after_swap;
+void Machine::swap(Device& device, const std::string& serial) {
+  device.serial = serial;
   const std::string path = "/sys" + device_path(device.port);
-  umockdev_testbed_set_attribute(testbed_.get(), path.c_str(), "serial", device.serial.c_str());
-}
-
-void Machine::set_node_mode(const Device& device, unsigned int mode) {
-  gchar* const root = umockdev_testbed_get_root_dir(testbed_.get());
-  const int result = chmod((root + device.node()).c_str(), mode);
-  g_free(root);
-  if (result != 0) throw std::runtime_error("can't change the mode of " + device.node());
+  umockdev_testbed_set_attribute(testbed_.get(), path.c_str(), "serial", serial.c_str());
 }
 
 std::shared_ptr<Device> Machine::at_port(const std::string& port) {
@@ -115,7 +93,7 @@ std::shared_ptr<Device> Machine::at_node(const std::string& node) {
 void Machine::plug_hubs(const std::string& port) {
   const auto plug_hub = [&](const std::string& name, const std::string& path) {
     if (!hubs_.insert(name).second) return;
-    Device hub = make_device(name, "other");
+    Device hub{name, kLinuxFoundation, kRootHub};
     hub.bus = bus_of(port);
     hub.number = ++last_number_[hub.bus];
     add_to_testbed(hub, path);

@@ -30,11 +30,10 @@ class Machine {
   /// @throws std::invalid_argument  the port is taken
   void plug(Device device);
   void unplug(const std::shared_ptr<Device>& device);
-  /// Has the device leave as soon as the main thread comes to it, and come back if it reboots.
-  void unplug_soon(const std::shared_ptr<Device>& device, bool reboots);
+  /// Has the device leave as soon as the main thread comes to it.
+  void unplug_soon(const std::shared_ptr<Device>& device);
   /// Puts another device into the place of this one, which nobody is told.
-  void swap(Device& device);
-  void set_node_mode(const Device& device, unsigned int mode);
+  void swap(Device& device, const std::string& serial);
 
   /// NULL if there is none.
   std::shared_ptr<Device> at_port(const std::string& port);

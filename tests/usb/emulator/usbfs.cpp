@@ -73,7 +73,8 @@ int Usbfs::answer(UMockdevIoctlClient* client) {
 int Usbfs::capabilities(Device& device, UMockdevIoctlData* argument) {
   const Owned<UMockdevIoctlData> flags = resolve(argument, 0, sizeof(guint32));
   const std::string fault = device.take_fault("open");
-  if (fault == "swap") machine_->swap(device);
+  const std::string swap = "swap ";
+  if (fault.starts_with(swap)) machine_->swap(device, fault.substr(swap.size()));
   report(device, "open", fault.empty() ? "ok" : fault);
   *reinterpret_cast<guint32*>(flags->data) = USBDEVFS_CAP_ZERO_PACKET |
                                              USBDEVFS_CAP_BULK_CONTINUATION |
@@ -99,7 +100,7 @@ int Usbfs::submit(const std::shared_ptr<Device>& device, UMockdevIoctlClient* cl
       resolve(data.get(), G_STRUCT_OFFSET(usbdevfs_urb, buffer), size);
   Answer answer = answer_control(*device, {buffer->data, size});
   report(*device, answer.operation, answer.result);
-  if (answer.leaves || answer.reboots) machine_->unplug_soon(device, answer.reboots);
+  if (answer.leaves) machine_->unplug_soon(device);
   const bool to_host = (buffer->data[0] & 0x80) != 0;
   const std::size_t transferred = answer.status != 0 ? 0 : to_host ? answer.data.size() : size - 8;
   // The reference to `data` keeps its address in the program from being matched to another.
