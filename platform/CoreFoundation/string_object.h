@@ -18,14 +18,14 @@ struct __CFString {
 namespace cf {
 
 /// An immortal string from an ASCII literal, made by the compiler.
-template <std::size_t N>
+template <std::size_t kSize>
 struct ConstantString {
   __CFString header;
-  char text[N];
+  char text[kSize];
 
-  consteval explicit ConstantString(const char (&literal)[N])
-      : header{immortal_base(kString), N - 1, N - 1}, text{} {
-    std::copy_n(literal, N, text);
+  consteval explicit ConstantString(const char (&literal)[kSize])
+      : header{immortal_base(kString), kSize - 1, kSize - 1}, text{} {
+    std::copy_n(literal, kSize, text);
   }
 };
 

@@ -35,7 +35,7 @@ int run(int argc, const char** argv) {
     const int status = runProgramMain(options, description, output);
     output->quit();
     writer.join();
-    std::exit(status);
+    std::exit(status);  // NOLINT(concurrency-mt-unsafe): no other thread calls it
   });
   worker.detach();
   dispatch_main();

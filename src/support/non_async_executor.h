@@ -14,6 +14,7 @@ namespace TY {
 class non_async_executor {
  public:
   /// The context that I/O objects register with; shared by all, never run, never destroyed.
+  // NOLINTNEXTLINE(bugprone-exception-escape): a context that can't be made ends the process
   static boost::asio::execution_context& query(boost::asio::execution::context_t) noexcept;
 
   /// What an I/O object's asynchronous operation begins with: it would never complete.
