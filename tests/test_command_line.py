@@ -120,6 +120,7 @@ REFUSED = [
     ("--restore-plist x --restore ''", 3, "Option --restore requires --ecid"),
     ("--restore-plist x", 3, "Option --restore-plist requires --ecid"),
     (f"--restore '' --ecid {ECID}", 3, "Missing restore IPSW path"),
+    (f"--restore \udcff --ecid {ECID}", 1, "Path is not valid UTF-8"),
 ]
 
 

@@ -49,7 +49,6 @@ device_notifier_state::device_notifier_state(std::shared_ptr<output_str_state> o
 }
 
 device_notifier_state::~device_notifier_state() {
-  gate.close();
   if (scratchLocation.empty())
     assertion_failed({restorable_device_handler_file, 171, "~device_notifier_state",
                       "!scratchLocation.empty()"});

@@ -144,8 +144,6 @@ TEST(Session, BuildsRestoreOptions) {
   };
   EXPECT_EQ(options(/*erase=*/true), "|Erase|UserOrInternal|/scratch/PRB/1|a b.ipsw");
   EXPECT_EQ(options(/*erase=*/false), "|Update|Update|/scratch/PRB/2|a b.ipsw");
-  EXPECT_THROW(session.CreateDefaultRestoreOptions(path("\xff"), /*erase=*/false),
-               std::invalid_argument);
 }
 
 TEST(Session, RefusesARestoreWithoutOptions) {
@@ -164,6 +162,7 @@ TEST(Callbacks, LoseNothingInSilence) {
   RecordedOutput output;
   const std::shared_ptr<device_notifier_state> session = make_session(output);
   session->CreateDefaultRestoreOptions(path("bundle"), /*erase=*/false);
+  session->restoreTimeout = {};
   EXPECT_THROW(session->operateRestore(device), std::bad_alloc);
   device_notifier_state::restoreCallback(device, nullptr, session.get());
   device_notifier_state::deviceNotificationCallback(device, kAMRestorableDeviceConnected,

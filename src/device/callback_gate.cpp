@@ -24,7 +24,7 @@ callback_gate::callback_gate(const void* context) : context_(context) {
   all_open().contexts.insert(context_);
 }
 
-void callback_gate::close() {
+callback_gate::~callback_gate() {
   const std::lock_guard<std::shared_mutex> lock(all_open().mutex);
   all_open().contexts.erase(context_);
 }

@@ -9,16 +9,14 @@ namespace korvrestore {
 /// restore has timed out, the restore and its reports go on; a command that failed leaves its
 /// registration in place.
 ///
-/// A context is open from construction to `close`, which waits for the calls that are inside.
+/// A context is open from construction to destruction, which waits for the calls that are inside;
+/// so no callback may destroy its own context.
 class callback_gate {
  public:
   explicit callback_gate(const void* context);
   callback_gate(const callback_gate&) = delete;
   callback_gate& operator=(const callback_gate&) = delete;
-  ~callback_gate() { close(); }
-
-  /// Not to be called from inside the context's callbacks. A second call does nothing.
-  void close();
+  ~callback_gate();
 
  private:
   const void* context_;
