@@ -20,6 +20,9 @@ namespace {
 constexpr cf::Flags kMutable = 1;
 constexpr std::size_t kMinCapacity = 4;
 
+constinit const __CFArray empty_array = {cf::immortal_base(cf::kArray), 0, nullptr,
+                                         &cf::kObjectCallBacks};
+
 CFArrayRef to_array(CFTypeRef cf) noexcept { return static_cast<CFArrayRef>(cf); }
 
 bool is_mutable(CFArrayRef array) noexcept { return cf::flags_of(array->base) == kMutable; }
@@ -87,6 +90,7 @@ constinit const CFRuntimeClass cf::kArrayClass = {
 };
 
 cf::Owned<CFArrayRef> cf::make_array(std::span<const CFTypeRef> values) noexcept {
+  if (values.empty()) return Owned<CFArrayRef>(&empty_array);
   __CFArray* const array = create_immutable(kCFAllocatorDefault, values.size(), &kObjectCallBacks);
   if (array != nullptr) std::ranges::copy(values, array->values);
   return Owned<CFArrayRef>(array);

@@ -9,6 +9,7 @@
 
 #include "property_list.h"
 #include "utf16.h"
+#include "utf8.h"
 #include "value_stack.h"
 
 // The format: "bplist00"; the objects, each a marker byte (its kind and a length) and a body, in
@@ -42,6 +43,8 @@ class Body {
     bytes_.remove_prefix(taken.size());
     return taken;
   }
+
+  std::size_t size() const { return bytes_.size(); }
 
   unsigned char take_byte() { return static_cast<unsigned char>(take(1)[0]); }
 
@@ -84,10 +87,14 @@ class BinaryReader {
   // within its own length; one that refers to containers over and over could grow beyond measure.
   // Writers do share equal containers, which in a small list can outgrow it: hence the allowance.
   std::uint64_t elements_left_;
+  // How many more bytes leaves may have: all of them, unless many objects stand in one place.
+  std::uint64_t leaf_bytes_left_;
 };
 
 BinaryReader::BinaryReader(std::string_view bytes)
-    : bytes_(bytes), elements_left_(bytes.size() + kSharingAllowance) {
+    : bytes_(bytes),
+      elements_left_(bytes.size() + kSharingAllowance),
+      leaf_bytes_left_(bytes.size()) {
   if (bytes.size() < kHeaderSize + kTrailerSize) fail("Binary property list too short");
   const std::size_t trailer = bytes.size() - kTrailerSize;
   offset_size_ = static_cast<unsigned char>(bytes[trailer + 6]);
@@ -142,9 +149,7 @@ Owned<CFTypeRef> make_utf16_string(std::string_view bytes) {
 }
 
 Owned<CFTypeRef> make_ascii_string(std::string_view bytes) {
-  if (!std::all_of(bytes.begin(), bytes.end(), [](char c) { return (c & 0x80) == 0; })) {
-    fail("Bad ASCII string");
-  }
+  if (ascii_prefix(bytes) != bytes.size()) fail("Bad ASCII string");
   return make_string(bytes);
 }
 
@@ -202,6 +207,9 @@ void BinaryReader::push_object(std::uint64_t number, std::size_t depth) {
     push_container(marker, body, depth);
   } else {
     values_.push(make_leaf(marker, body));
+    const std::size_t size = table_ - offset - body.size();
+    if (size > leaf_bytes_left_) fail("Objects in the same place of binary property list");
+    leaf_bytes_left_ -= size;
     leaves_[number] = CFRetain(values_.top());
   }
 }
@@ -212,11 +220,13 @@ void BinaryReader::push_container(unsigned marker, Body& body, std::size_t depth
   const std::string_view numbers = body.take(count, number_size_);
   const std::size_t first = values_.size();
   if (marker >> 4 == 0xa) {
+    values_.reserve(count);
     for (std::uint64_t i = 0; i < count; ++i) push_element(numbers, i, depth);
     values_.fold_into_array(first);
     return;
   }
   const std::string_view value_numbers = body.take(count, number_size_);
+  values_.reserve(2 * count);
   for (std::uint64_t i = 0; i < count; ++i) {
     push_element(numbers, i, depth);
     if (CFGetTypeID(values_.top()) != kString) fail("Dictionary key that is no string");

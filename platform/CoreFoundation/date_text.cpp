@@ -68,16 +68,12 @@ std::optional<CFAbsoluteTime> parse_date(std::string_view text) {
   const std::optional<int> h = d ? take_number(text, 2, ':') : d;
   const std::optional<int> mi = h ? take_number(text, 2, ':') : h;
   const std::optional<int> s = mi ? take_number(text, 2, 'Z') : mi;
-  if (!s || !text.empty() || *h > 23 || *mi > 59 || *s > 59 || *y > static_cast<int>(year::max())) {
-    return std::nullopt;
-  }
-  const std::chrono::year_month_day date(year(before_christ ? -*y : *y),
-                                         std::chrono::month(static_cast<unsigned>(*mo)),
-                                         std::chrono::day(static_cast<unsigned>(*d)));
-  if (!date.ok()) {
-    return std::nullopt;
-  }
-  return seconds_since_epoch(sys_days(date) + std::chrono::hours(*h) + std::chrono::minutes(*mi) +
+  if (!s || !text.empty()) return std::nullopt;
+  if (*y + (*mo - 1) / 12 > static_cast<int>(year::max())) return std::nullopt;
+  const std::chrono::year_month month =
+      year(before_christ ? -*y : *y) / std::chrono::January + std::chrono::months(*mo - 1);
+  return seconds_since_epoch(sys_days(month / 1) + std::chrono::days(*d - 1) +
+                             std::chrono::hours(*h) + std::chrono::minutes(*mi) +
                              std::chrono::seconds(*s));
 }
 

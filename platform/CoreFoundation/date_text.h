@@ -13,7 +13,9 @@ namespace cf {
 /// 32767) becomes the nearest one that it can; not-a-number the epoch.
 std::string date_text(CFAbsoluteTime time);
 
-/// Nothing when the text isn't exactly such a date.
+/// Nothing when the text hasn't exactly the form of such a date. A month, day, hour, minute or
+/// second past its end counts on into what follows, as the real library has it: the 13th month is
+/// January.
 std::optional<CFAbsoluteTime> parse_date(std::string_view text);
 
 }  // namespace cf

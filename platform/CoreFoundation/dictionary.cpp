@@ -8,6 +8,9 @@ struct __CFDictionary : cf::HashTable {};
 
 namespace {
 
+constinit const __CFDictionary empty_dictionary = {
+    {cf::immortal_base(cf::kDictionary), 0, 0, nullptr, &cf::kObjectCallBacks}};
+
 CFStringRef copy_description(CFTypeRef cf) noexcept {
   return cf::copy_table_description(cf, "dict");
 }
@@ -40,6 +43,7 @@ constinit const CFRuntimeClass cf::kDictionaryClass = {
 
 cf::Owned<CFDictionaryRef> cf::make_dictionary(
     std::span<const CFTypeRef> keys_and_values) noexcept {
+  if (keys_and_values.empty()) return Owned<CFDictionaryRef>(&empty_dictionary);
   HashTable* const table =
       create_table(kCFAllocatorDefault, kDictionary, keys_and_values.size() / 2, &kObjectCallBacks);
   if (table == nullptr) return nullptr;

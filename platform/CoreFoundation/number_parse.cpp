@@ -1,17 +1,38 @@
 #include "number_parse.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <limits>
+#include <system_error>
 
 namespace cf {
 namespace {
 
-/// Whether the whole text was a number.
+/// What is wrong with the text as a number, `number` then being as it was.
 template <typename Number, typename Format>
-bool parse_all(std::string_view text, Number& number, Format format) noexcept {
+std::errc parse_all(std::string_view text, Number& number, Format format) noexcept {
   const char* const end = text.data() + text.size();
   const std::from_chars_result result = std::from_chars(text.data(), end, number, format);
-  return result.ec == std::errc() && result.ptr == end;
+  return result.ptr == end ? result.ec : std::errc::invalid_argument;
+}
+
+/// What a double makes of a decimal number that is past its range: infinity or 0, with its sign.
+double past_range(std::string_view text) noexcept {
+  const double sign = text.starts_with('-') ? -1 : 1;
+  if (sign < 0) text.remove_prefix(1);
+  const std::string_view mantissa = text.substr(0, text.find_first_of("eE"));
+  const double point = static_cast<double>(std::min(mantissa.find('.'), mantissa.size()));
+  const double first = static_cast<double>(mantissa.find_first_of("123456789"));
+  double exponent = 0;
+  if (mantissa.size() < text.size()) {
+    text.remove_prefix(mantissa.size() + 1);
+    const bool is_negative = text.starts_with('-');
+    if (is_negative || text.starts_with('+')) text.remove_prefix(1);
+    for (const char digit : text) exponent = 10 * exponent + (digit - '0');
+    if (is_negative) exponent = -exponent;
+  }
+  return sign * (point - first + exponent > 0 ? std::numeric_limits<double>::infinity() : 0);
 }
 
 }  // namespace
@@ -23,7 +44,7 @@ Owned<CFNumberRef> parse_integer(std::string_view text) noexcept {
   const bool is_hexadecimal = text.starts_with("0x") || text.starts_with("0X");
   if (is_hexadecimal) text.remove_prefix(2);
   std::uint64_t magnitude = 0;
-  if (!parse_all(text, magnitude, is_hexadecimal ? 16 : 10)) return nullptr;
+  if (parse_all(text, magnitude, is_hexadecimal ? 16 : 10) != std::errc()) return nullptr;
   if (!is_negative) return make_number(magnitude);
   if (magnitude > kLowest) return nullptr;
   const std::int64_t value = static_cast<std::int64_t>(-magnitude);
@@ -36,7 +57,12 @@ Owned<CFNumberRef> parse_real(std::string_view text) noexcept {
     if (text.starts_with('-')) return nullptr;
   }
   double value = 0;
-  if (!parse_all(text, value, std::chars_format::general)) return nullptr;
+  const std::errc error = parse_all(text, value, std::chars_format::general);
+  if (error == std::errc::result_out_of_range) {
+    value = past_range(text);
+  } else if (error != std::errc()) {
+    return nullptr;
+  }
   return Owned<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat64Type, &value));
 }
 

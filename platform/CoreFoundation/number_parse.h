@@ -13,7 +13,8 @@ namespace cf {
 /// text is anything else, or memory is short.
 Owned<CFNumberRef> parse_integer(std::string_view text) noexcept;
 
-/// A new number; "inf", "infinity" and "nan" are some too. NULL as above.
+/// A new number; "inf", "infinity" and "nan" are some too, and what is past the range of a double
+/// is infinity or 0. NULL as above.
 Owned<CFNumberRef> parse_real(std::string_view text) noexcept;
 
 }  // namespace cf

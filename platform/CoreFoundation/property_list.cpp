@@ -14,6 +14,8 @@ namespace cf {
 namespace {
 
 constexpr std::string_view kBinaryMagic = "bplist0";
+constexpr std::size_t kBinaryHeaderSize = 8;
+constexpr std::string_view kWideLessThan("<\0", 2);  // in UTF-16
 constexpr std::string_view kUTF8ByteOrderMark = "\xef\xbb\xbf";
 constexpr std::string_view kUTF16BigEndianMark = "\xfe\xff";
 constexpr std::string_view kUTF16LittleEndianMark = "\xff\xfe";
@@ -33,11 +35,13 @@ struct Answer {
 };
 
 /// What begins with '<' can be XML and, as `<0fbd77>`, OpenStep text too. When it is neither, the
-/// reason to report is that of the XML reader.
+/// reason to report is that of the XML reader. UTF-16, which expat knows by its first two bytes, is
+/// read only behind a byte order mark, as the real library does.
 Answer read_text(std::string_view text, const char* encoding) {
   const std::size_t start = text.find_first_not_of(kWhiteSpace);
   std::exception_ptr no_xml;
-  if (start != std::string_view::npos && text[start] == '<') {
+  if (start != std::string_view::npos && text[start] == '<' &&
+      !text.substr(start).starts_with(kWideLessThan)) {
     try {
       return {read_xml(text.substr(start), encoding), kCFPropertyListXMLFormat_v1_0};
     } catch (const PropertyListError&) {
@@ -61,7 +65,7 @@ Answer read_utf16(std::string_view bytes, ByteOrder order) {
 
 Answer read(std::string_view bytes) {
   if (bytes.empty()) throw PropertyListError("Cannot parse a NULL or zero-length data");
-  if (bytes.starts_with(kBinaryMagic)) {
+  if (bytes.starts_with(kBinaryMagic) && bytes.size() > kBinaryHeaderSize) {
     return {read_binary(bytes), kCFPropertyListBinaryFormat_v1_0};
   }
   if (bytes.starts_with(kUTF16BigEndianMark)) {

@@ -1,5 +1,6 @@
 #include "value_stack.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -19,6 +20,12 @@ Owned<CFTypeRef> ValueStack::pop() {
   Owned<CFTypeRef> value(values_.back());
   values_.pop_back();
   return value;
+}
+
+/// Never by less than doubling what there is: many small steps must not copy it each time.
+void ValueStack::reserve(std::size_t count) {
+  const std::size_t needed = values_.size() + count;
+  if (needed > values_.capacity()) values_.reserve(std::max(needed, 2 * values_.capacity()));
 }
 
 /// The container has taken over the references from `first` up.

@@ -22,6 +22,8 @@ class ValueStack {
   /// @throws std::bad_alloc  `value` is NULL, as a Create call answers when memory is short.
   void push(Owned<CFTypeRef> value);
   Owned<CFTypeRef> pop();
+  /// Makes room for `count` more values.
+  void reserve(std::size_t count);
   /// Replaces the values from `first` up by one array of them.
   void fold_into_array(std::size_t first);
   /// Replaces the values from `first` up, key, value, key, value, ..., by one dictionary.

@@ -12,6 +12,7 @@
 
 #include "base64.h"
 #include "date_text.h"
+#include "long_run.h"
 #include "number_parse.h"
 #include "property_list.h"
 #include "string_object.h"
@@ -57,12 +58,29 @@ std::optional<Element> element_named(std::string_view name) {
   return found == kElements.end() ? std::nullopt : std::optional(found->element);
 }
 
-constexpr std::string_view kDataTag = "<data>";
 constexpr const char* kBadBase64 = "Bad base64 text in <data>";
 
-bool is_white_space(std::string_view text) {
-  return std::all_of(text.begin(), text.end(),
-                     [](char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; });
+bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+constexpr std::array<bool, 256> make_plain_characters() {
+  std::array<bool, 256> plain{};
+  std::fill(plain.begin() + ' ', plain.begin() + 0x80, true);
+  for (const char c : {'\t', '\n', '\r'}) plain[static_cast<unsigned char>(c)] = true;
+  for (const char c : {'&', '<', '>', ']'}) plain[static_cast<unsigned char>(c)] = false;
+  return plain;
+}
+
+/// What stands for itself in every encoding that expat reads byte by byte, and is no part of markup
+/// or of the "]]>" that no text may hold.
+constexpr std::array<bool, 256> kPlain = make_plain_characters();
+
+bool is_plain(char c) { return kPlain[static_cast<unsigned char>(c)]; }
+
+/// The start of `text` up to the first character of which `holds` is false.
+template <typename Predicate>
+std::string_view prefix(std::string_view text, const Predicate& holds) {
+  const auto end = std::find_if_not(text.begin(), text.end(), holds);
+  return text.substr(0, static_cast<std::size_t>(end - text.begin()));
 }
 
 class XmlReader {
@@ -96,11 +114,11 @@ class XmlReader {
   void characters(const XML_Char* text, int length);
   void comment(const XML_Char* text);
   void instruction(const XML_Char* target, const XML_Char* data);
-  void declare_entity(const XML_Char*, int, const XML_Char*, int, const XML_Char*, const XML_Char*,
-                      const XML_Char*, const XML_Char*);
+  void start_document_type(const XML_Char*, const XML_Char*, const XML_Char*, int has_subset);
   void skip_entity(const XML_Char* name, int is_parameter_entity);
 
   void parse(std::string_view piece, bool is_last);
+  std::size_t take_run(std::string_view run);
   /// Where in source_ the parser stands.
   std::size_t position() const;
   void check_place(Element element) const;
@@ -118,11 +136,14 @@ class XmlReader {
   const std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;
   std::exception_ptr failure_;
   std::size_t skipped_ = 0;  // bytes of source_ so far that expat hasn't seen
+  std::size_t tag_ = 0;      // where in source_ the last tag stands that expat reported
   bool in_plist_ = false;
   std::vector<Container> containers_;
   ValueStack values_;
   std::optional<Element> leaf_;
-  std::string text_;  // of the open leaf, but for <data>
+  // The text of the open leaf, but for <data>, stands either in the one or in the other.
+  std::string text_;
+  std::string_view plain_text_;  // in source_
   Base64Decoder data_;
   // Most dictionaries of a list have the same few keys, so these are shared.
   std::array<Owned<CFStringRef>, 256> recent_keys_;
@@ -137,44 +158,67 @@ XmlReader::XmlReader(std::string_view source, const char* encoding)
   XML_SetCharacterDataHandler(parser, handle<&XmlReader::characters>);
   XML_SetCommentHandler(parser, handle<&XmlReader::comment>);
   XML_SetProcessingInstructionHandler(parser, handle<&XmlReader::instruction>);
-  XML_SetEntityDeclHandler(parser, handle<&XmlReader::declare_entity>);
+  XML_SetStartDoctypeDeclHandler(parser, handle<&XmlReader::start_document_type>);
   XML_SetSkippedEntityHandler(parser, handle<&XmlReader::skip_entity>);
 }
 
-/// What stands in a <data> element goes past expat straight to the decoder: it's most of the bytes
-/// in many lists, and expat would hand it over line by line. So the source is fed in pieces that
-/// end in a <data> tag. When that was no tag at such an end (in a comment, say), the rest is fed
-/// at once, or a comment full of them would be read as often as it has tags.
+/// Expat hands text over line by line, which makes it slow on long ones. So these go past it: the
+/// source is fed in pieces that end with the tag before a long run of other bytes. When expat finds
+/// no tag there (in a comment, say), the rest is fed at once, or a comment full of them would be
+/// read as often as it has tags.
 Owned<CFTypeRef> XmlReader::read() {
-  bool look_for_data = true;
+  bool look_for_runs = true;
   for (std::size_t fed = 0; fed < source_.size();) {
-    const std::size_t tag = look_for_data ? source_.find(kDataTag, fed) : std::string_view::npos;
-    const std::size_t end = tag == std::string_view::npos ? source_.size() : tag + kDataTag.size();
-    parse(source_.substr(fed, end - fed), /*is_last=*/end == source_.size());
+    const std::optional<LongRun> run =
+        look_for_runs ? find_long_run(source_, fed) : std::optional<LongRun>();
+    const std::size_t end = run ? run->begin : source_.size();
+    parse(source_.substr(fed, end - fed), /*is_last=*/false);
     fed = end;
-    if (leaf_ == Element::kData) {
-      const std::size_t next = std::min(source_.find('<', fed), source_.size());
-      if (!data_.feed(source_.substr(fed, next - fed))) fail(kBadBase64);
-      skipped_ += next - fed;
-      fed = next;
-    } else {
-      look_for_data = false;
+    look_for_runs = run && tag_ == run->tag;
+    if (look_for_runs) {
+      const std::size_t taken = take_run(source_.substr(run->begin, run->end - run->begin));
+      skipped_ += taken;
+      fed += taken;
     }
   }
+  parse({}, /*is_last=*/true);
   if (values_.size() != 1) fail("No object in <plist>");
   return values_.pop();
 }
 
-void XmlReader::parse(std::string_view piece, bool is_last) {
-  constexpr std::size_t kMost = 64 * 1024;  // expat copies what it is given
-  while (piece.size() > kMost) {
-    parse(piece.substr(0, kMost), /*is_last=*/false);
-    piece.remove_prefix(kMost);
+/// Where a token, such as a comment, doesn't end in a piece, expat begins it anew with the next
+/// one: so that is twice as large each time.
+void XmlReader::parse(std::string_view text, bool is_last) {
+  constexpr std::size_t kLeast = 64 * 1024;  // expat copies what it is given
+  constexpr std::size_t kMost = std::size_t{1} << 30;
+  std::size_t size = kLeast;
+  do {
+    const std::string_view piece = text.substr(0, size);
+    text.remove_prefix(piece.size());
+    const XML_Index before = XML_GetCurrentByteIndex(parser_.get());
+    const XML_Status status = XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()),
+                                        is_last && text.empty());
+    if (failure_ != nullptr) std::rethrow_exception(failure_);
+    if (status != XML_STATUS_OK) fail(XML_ErrorString(XML_GetErrorCode(parser_.get())));
+    const bool has_moved = XML_GetCurrentByteIndex(parser_.get()) != before;
+    size = has_moved ? kLeast : std::min(2 * size, kMost);
+  } while (!text.empty());
+}
+
+/// Takes from the start of what stands between the last tag and the next one as much as needs no
+/// expat; answers how many bytes that was.
+std::size_t XmlReader::take_run(std::string_view run) {
+  if (!leaf_) return prefix(run, is_space).size();
+  if (leaf_ == Element::kString) {
+    plain_text_ = prefix(run, is_plain);
+    return plain_text_.size();
   }
-  const XML_Status status =
-      XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), is_last);
-  if (failure_ != nullptr) std::rethrow_exception(failure_);
-  if (status != XML_STATUS_OK) fail(XML_ErrorString(XML_GetErrorCode(parser_.get())));
+  if (leaf_ == Element::kData) {
+    const std::string_view text = run.substr(0, run.find('&'));
+    if (!data_.feed(text)) fail(kBadBase64);
+    return text.size();
+  }
+  return 0;
 }
 
 std::size_t XmlReader::position() const {
@@ -190,6 +234,7 @@ void XmlReader::fail(const std::string& why) const {
 }
 
 void XmlReader::start(const XML_Char* name, const XML_Char** /*attributes*/) {
+  tag_ = position();
   const std::optional<Element> element = element_named(name);
   if (!element) fail("Unknown element <" + std::string(name) + ">");
   if (leaf_) fail("Element <" + std::string(name) + "> inside a value");
@@ -217,12 +262,18 @@ void XmlReader::check_place(Element element) const {
 }
 
 void XmlReader::end(const XML_Char* name) {
+  // Behind a start tag that ends its element too, expat reports an end without a length.
+  const bool has_end_tag = XML_GetCurrentByteCount(parser_.get()) != 0;
+  if (has_end_tag) tag_ = position();
   if (leaf_) {
+    // As the real library does, though it reads <data></data>.
+    if (leaf_ == Element::kData && !has_end_tag) fail("<data/> without data");
     Owned<CFTypeRef> value = make_leaf(*leaf_);
     if (value == nullptr) fail("Could not interpret <" + std::string(name) + ">");
     values_.push(std::move(value));
     leaf_.reset();
     text_.clear();
+    plain_text_ = {};
   } else if (!containers_.empty()) {
     const Container container = containers_.back();
     if (!container.is_dictionary) {
@@ -240,7 +291,7 @@ Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
     case Element::kKey:
       return make_key();
     case Element::kString:
-      return make_string(text_);
+      return make_string(plain_text_.empty() ? text_ : plain_text_);
     case Element::kInteger:
       return parse_integer(text_);
     case Element::kReal:
@@ -270,7 +321,7 @@ Owned<CFTypeRef> XmlReader::make_key() {
 void XmlReader::characters(const XML_Char* text, int length) {
   std::string_view piece(text, static_cast<std::size_t>(length));
   if (!leaf_) {
-    if (!is_white_space(piece)) fail("Text between elements");
+    if (prefix(piece, is_space) != piece) fail("Text between elements");
     return;
   }
   if (leaf_ == Element::kData) {
@@ -282,7 +333,7 @@ void XmlReader::characters(const XML_Char* text, int length) {
     const std::string_view original = source_.substr(position(), 2);
     if (original.starts_with('\r')) piece = original == "\r\n" ? "\r\n" : "\r";
   }
-  text_ += piece;
+  text_.append(std::exchange(plain_text_, {})).append(piece);
 }
 
 void XmlReader::refuse_inside_leaf() const {
@@ -295,11 +346,10 @@ void XmlReader::instruction(const XML_Char* /*target*/, const XML_Char* /*data*/
   refuse_inside_leaf();
 }
 
-void XmlReader::declare_entity(const XML_Char* /*name*/, int /*is_parameter_entity*/,
-                               const XML_Char* /*value*/, int /*value_length*/,
-                               const XML_Char* /*base*/, const XML_Char* /*system_id*/,
-                               const XML_Char* /*public_id*/, const XML_Char* /*notation*/) {
-  fail("Entity declared");
+/// As the real library does; with it go entities and defaults of attributes.
+void XmlReader::start_document_type(const XML_Char* /*name*/, const XML_Char* /*system_id*/,
+                                    const XML_Char* /*public_id*/, int has_subset) {
+  if (has_subset != 0) fail("Document type with declarations");
 }
 
 /// With a document type elsewhere, which is never read, expat skips entities it doesn't know.
