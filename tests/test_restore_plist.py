@@ -1,9 +1,8 @@
 """--restore-plist: files of every kind, and what comes of them."""
 
+import fcntl
 import os
 import plistlib
-import subprocess
-import sys
 import unittest
 
 from support.ipsw import BOARD, CHIP, write_ipsw
@@ -12,13 +11,6 @@ from support.scenario import ECID, THE_END, device
 
 # Keeps root from reading what the file's mode forbids.
 AS_ANYBODY = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
-LOCK_AND_WAIT = """
-import fcntl, sys
-file = open(sys.argv[1])
-fcntl.flock(file, getattr(fcntl, sys.argv[2]))
-print("locked", flush=True)
-sys.stdin.read()
-"""
 
 
 class RestorePlistTest(ProgramTest):
@@ -94,16 +86,11 @@ class RestorePlistTest(ProgramTest):
 
     def test_locks_of_another_process(self):
         self.file.write_bytes(plistlib.dumps({}))
-        for kind in ("LOCK_EX", "LOCK_SH"):
-            command = [sys.executable, "-c", LOCK_AND_WAIT, self.file, kind]
-            pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE}
-            with subprocess.Popen(command, **pipes) as holder:
-                self.assertEqual(holder.stdout.readline(), b"locked\n")
-                if kind == "LOCK_EX":
-                    self.assert_unusable("Could not obtain file lock")
-                else:
-                    self.run_program(*self.line, devices=[device(Restore=[THE_END])])
-                holder.stdin.close()
+        with open(self.file) as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.assert_unusable("Could not obtain file lock")
+            fcntl.flock(file, fcntl.LOCK_SH)
+            self.run_program(*self.line, devices=[device(Restore=[THE_END])])
 
 
 if __name__ == "__main__":

@@ -6,12 +6,14 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 #include <cerrno>
 #include <new>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "support/file_error.h"
@@ -30,9 +32,21 @@ struct System {
   int epoll_error = 0;
   std::size_t largest_allocation = SIZE_MAX;
   std::vector<int> flocks = {};  // the operations asked for
+  std::size_t largest_transfer = SIZE_MAX;
+  std::size_t transfers = SIZE_MAX;  // so many succeed, then each fails
+  int transfer_error = 0;
+  std::vector<std::size_t> transferred = {};  // the sizes asked for
 } the_system;
 
 error_code system_code(int number) { return {number, boost::system::generic_category()}; }
+
+template <typename Call>
+ssize_t transfer(std::size_t size, Call call) {
+  the_system.transferred.push_back(size);
+  errno = the_system.transfer_error;
+  if (the_system.transferred.size() > the_system.transfers) return -1;
+  return call(std::min(size, the_system.largest_transfer));
+}
 
 }  // namespace
 
@@ -49,6 +63,16 @@ int __real_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* even
 int __wrap_epoll_ctl(int epoll, int operation, int descriptor, epoll_event* event) {
   errno = the_system.epoll_error;
   return errno == 0 ? __real_epoll_ctl(epoll, operation, descriptor, event) : -1;
+}
+
+ssize_t __real_read(int descriptor, void* bytes, std::size_t size);
+ssize_t __wrap_read(int descriptor, void* bytes, std::size_t size) {
+  return transfer(size, [&](std::size_t part) { return __real_read(descriptor, bytes, part); });
+}
+
+ssize_t __real_write(int descriptor, const void* bytes, std::size_t size);
+ssize_t __wrap_write(int descriptor, const void* bytes, std::size_t size) {
+  return transfer(size, [&](std::size_t part) { return __real_write(descriptor, bytes, part); });
 }
 
 void* __real__Znwm(std::size_t size);
@@ -122,6 +146,43 @@ TEST_F(File, IsWrittenInThreeModes) {
     writable_file::open_append(appended).write(text);
   }
   EXPECT_EQ(read_file(clobbered) + read_file(appended), "twothreetwo");
+}
+
+TEST_F(File, IsTransferredInPartsUpToTheFirstError) {
+  const std::string copy = directory / "copy";
+  const std::vector<std::size_t> asked = {65536, 65536, 65536, 20000};
+  const auto expect_whole = [&](auto&... ec) {
+    readable_file reader(path);
+    writable_file writer = writable_file::open_clobber(copy);
+    the_system = {.largest_transfer = 60000};
+    const std::vector<unsigned char> bytes = reader.read_whole_file_impl(200000, ec...);
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), content);
+    EXPECT_EQ(std::exchange(the_system.transferred, {}), asked);
+    writer.write(content, ec...);
+    EXPECT_EQ(the_system.transferred, asked);
+    EXPECT_EQ(read_file(copy), content);
+  };
+  expect_whole();
+  expect_whole(ec);
+  EXPECT_FALSE(ec);
+
+  readable_file reader(path);
+  writable_file writer = writable_file::open_clobber(copy);
+  for (const int error : {EINTR, EIO}) {
+    const error_code code(error, boost::system::system_category());
+    const System failing = {.largest_transfer = 10, .transfers = 1, .transfer_error = error};
+    expect_failure("read", code, [&](auto&... ec) {
+      the_system = failing;
+      EXPECT_EQ(reader.read_whole_file_impl(200000, ec...).size(), 200000u);
+    });
+    EXPECT_EQ(the_system.transferred.size(), 2u);
+    expect_failure("write", code, [&](auto&... ec) {
+      the_system = failing;
+      writer.write(content, ec...);
+    });
+    EXPECT_EQ(the_system.transferred.size(), 2u);
+  }
+  EXPECT_EQ(read_file(copy), content.substr(0, 40));
 }
 
 TEST_F(File, SaysWhyItCannotBeOpened) {
