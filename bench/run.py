@@ -96,8 +96,7 @@ def measure_messages(build: Path) -> None:
     count = 200_000
     title(f"{count:,} messages through print_value to a drained pipe")
     rates = [
-        float(output_of(build / "bench/print_messages", MESSAGE, count))
-        for _ in range(REPETITIONS)
+        float(output_of(build / "bench/print_messages", MESSAGE, count)) for _ in range(REPETITIONS)
     ]
     row("ours", f"{statistics.median(rates):,.0f} messages/s", f"best {max(rates):,.0f}")
 

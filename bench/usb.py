@@ -28,7 +28,10 @@ def measure(emulator, name, arguments, without=0.0, runs=RUNS):
     for _ in range(runs):
         begin = time.monotonic()
         subprocess.run(
-            [os.environ["KORVRESTORE"], *arguments], env=environment, capture_output=True, check=True
+            [os.environ["KORVRESTORE"], *arguments],
+            env=environment,
+            capture_output=True,
+            check=True,
         )
         times.append((time.monotonic() - begin - without) * 1000)
     print(f"{name}: median {statistics.median(times):.1f} ms, longest {max(times):.1f} ms")

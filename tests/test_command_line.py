@@ -15,26 +15,14 @@ OPTIONS = [
     ("no-cleanup", False, "Disable auto temp file cleanup on exit"),
     ("amr-logfile", True, "Specify logfile for AMRestore"),
     ("ecid", True, "Device to perform operation on"),
-    (
-        "detect-timeout",
-        True,
-        "How many seconds to wait for the selected device to be detected",
-    ),
+    ("detect-timeout", True, "How many seconds to wait for the selected device to be detected"),
     ("list-devices", False, "List all detected Apple devices"),
     ("device-info", False, "Output properties of specified Apple device"),
     ("exit-recovery", False, "Attempt to reboot a recovery device into booted mode"),
     ("no-exit-recovery", False, "Set a device to stay in recovery mode when it reboots"),
     ("restore", True, "Start a device restore with specified IPSW bundle"),
-    (
-        "restore-timeout",
-        True,
-        "How many seconds to wait for a restore to complete before aborting",
-    ),
-    (
-        "erase",
-        False,
-        "Use with --restore to force the device to be erased during the restore",
-    ),
+    ("restore-timeout", True, "How many seconds to wait for a restore to complete before aborting"),
+    ("erase", False, "Use with --restore to force the device to be erased during the restore"),
     ("restore-plist", True, "Start a device restore with options read from a plist file"),
     ("enter-restore-mode", False, "Attempt to put a recovery mode device into restore mode"),
     ("output-pipe", True, "Send formatted output to a specific pipe"),
@@ -46,16 +34,8 @@ UNPARSABLE = [
     ("--ecid X --ecid Y", 3, "Option '--ecid' may only be specified once"),
     ("--detect 1 --detect-timeout 1", 3, "Option '--detect-timeout' may only be specified once"),
     ("--debug --debug --list-devices", 3, "Option '--debug' may only be specified once"),
-    (
-        "--detect-timeout abc",
-        2,
-        "the argument ('abc') for option '--detect-timeout' is invalid",
-    ),
-    (
-        "--detect-timeout=-1",
-        2,
-        "the argument ('-1') for option '--detect-timeout' is invalid",
-    ),
+    ("--detect-timeout abc", 2, "the argument ('abc') for option '--detect-timeout' is invalid"),
+    ("--detect-timeout=-1", 2, "the argument ('-1') for option '--detect-timeout' is invalid"),
     (
         "--restore-timeout=4294967296",
         2,
@@ -186,8 +166,10 @@ class CommandLineTest(ProgramTest):
         dumps = lines[1 : errors - 1], lines[errors + 1 : -2]
         codes = []
         for dump in dumps:
-            labels = [re.fullmatch(r'case (\d+): return copyString\(CFSTR\("(.+)"\)\);', line)
-                      for line in dump]
+            labels = [
+                re.fullmatch(r'case (\d+): return copyString\(CFSTR\("(.+)"\)\);', line)
+                for line in dump
+            ]
             self.assertTrue(all(labels), dump)
             codes.append([int(label[1]) for label in labels])
             self.assertEqual(codes[-1], sorted(set(codes[-1])))

@@ -83,8 +83,10 @@ class DeviceInfoTest(ProgramTest):
     def test_every_kind_of_report(self):
         """All reports about the others come before the target, so all have been handled."""
         other, callback = "00000000000000FF", "deviceNotificationCallback: "
-        reports = [{"After": 0.01 * step, "Type": kind}
-                   for step, kind in enumerate([0, 7, 1, 1, -1], start=1)]
+        reports = [
+            {"After": 0.01 * step, "Type": kind}
+            for step, kind in enumerate([0, 7, 1, 1, -1], start=1)
+        ]
         reports.append({"After": 0.06, "Type": 0, "State": "BootedOS"})
         zero = device("0" * 16, AttachAfter=0.07, Notifications=[{"After": 0.08, "Type": 7}])
         devices = [device(other, Notifications=reports), zero, device(AttachAfter=0.1)]

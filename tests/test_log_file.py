@@ -37,7 +37,7 @@ class LogFileTest(ProgramTest):
         self.run_program(*line, devices=[device(SetAutoBootError=21)], status=6)
         content = self.log.read_text()
         self.assertTrue(content.startswith(before))
-        added = self.entries(content[len(before):].splitlines())
+        added = self.entries(content[len(before) :].splitlines())
         self.assertEqual(added[-1], (calls[-2][0], 21))
 
     def test_the_command_line_stands_in_the_log_of_a_refused_command(self):
@@ -54,7 +54,7 @@ class LogFileTest(ProgramTest):
         scenario = {"FileLoggingError": 21, "ErrorTexts": {"21": "Disk full"}}
         impossible = str(self.directory / "no directory" / "log")
         for path, run, failure in [
-            (str(self.log), {"scenario": scenario}, r'21: .*\bDisk full\b.*'),
+            (str(self.log), {"scenario": scenario}, r"21: .*\bDisk full\b.*"),
             (impossible, {}, r"[1-9]\d*: .+"),
             ("", {}, r"[1-9]\d*: .+"),
         ]:

@@ -36,8 +36,12 @@ class ReadmeTest(unittest.TestCase):
             release = pathlib.Path(os.environ["KORVRESTORE"]).parent
             place.joinpath("build/release").symlink_to(release)
             run = subprocess.run(
-                ["bash", "-v"], cwd=place, input="".join(COMMAND.findall(shown)), text=True,
-                stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                ["bash", "-v"],
+                cwd=place,
+                input="".join(COMMAND.findall(shown)),
+                text=True,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.STDOUT,
                 env=os.environ | {"PYTHONDONTWRITEBYTECODE": "1"},
             )
             left = {path.name for path in place.iterdir()}

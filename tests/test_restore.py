@@ -61,8 +61,9 @@ class BundleTest(ProgramTest):
                 write(self.ipsw)
                 last = self.reports(devices=[self.device])[-1]
                 self.assertEqual(last.keys(), {"Status", "Operation", "Progress", "Error"})
-                self.assertEqual((last["Status"], last["Operation"], last["Progress"]),
-                                 ("Failed", 0, 100))
+                self.assertEqual(
+                    (last["Status"], last["Operation"], last["Progress"]), ("Failed", 0, 100)
+                )
                 self.assertEqual(last["Error"]["Domain"], "MobileDeviceSimulator")
                 self.assertIn(str(self.ipsw), last["Error"]["Description"])
 

@@ -21,8 +21,9 @@ AT_ONCE = 3  # few, so that the times in the scenarios hold on a busy machine
 
 def rows() -> list:
     """File, options, what comes and status, as the table has them."""
-    [section] = re.findall("(?s)\n## Scenarios to start from\n(.*?)\n## ",
-                           (ROOT / "docs/scenario.md").read_text())
+    [section] = re.findall(
+        "(?s)\n## Scenarios to start from\n(.*?)\n## ", (ROOT / "docs/scenario.md").read_text()
+    )
     lines = [line for line in section.splitlines() if line.startswith("| `")]
     return [[cell.strip() for cell in line.split("|")[1:5]] for line in lines]
 

@@ -3,8 +3,8 @@
 from usb.machine import ECID, INFO, UsbTest
 
 PAIRS = 80
-# A socket holds ten uevents and umockdev gives up when it is full: so every third device stays until
-# the program has seen it.
+# A socket holds ten uevents and umockdev gives up when it is full: so every third device stays
+# until the program has seen it.
 PAIRS_UNSEEN = 3
 NEIGHBOUR = "0000000000000099"
 ANOTHER = "00000000000000BB"
