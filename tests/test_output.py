@@ -21,7 +21,7 @@ def burst(count):
 
 class OutputTest(ProgramTest):
     def test_a_burst_to_a_slow_reader(self):
-        """The pipe holds less than ten messages, and is read in small pieces."""
+        """The pipe holds few of the messages, and is read in small pieces."""
         for count, blocking in ((20_000, True), (1_000, False)):
             with SmallPipe(blocking) as pipe:
                 line = (*RESTORE, *pipe.option)
@@ -74,7 +74,7 @@ class OutputTest(ProgramTest):
             with self.subTest(number):
                 result = self.run_program(*LIST, f"--output-pipe={number}", status=ABORTED)
                 self.assertEqual(result.messages, [])
-                self.assertIn("terminate called after throwing an instance of", result.stderr)
+                self.assertRegex(result.stderr, "terminat(e called|ing)")  # libstdc++ or libc++
 
     def test_a_reader_that_goes_away(self):
         with SmallPipe() as pipe:
@@ -83,7 +83,7 @@ class OutputTest(ProgramTest):
             pipe.started()
             self.assertEqual(next(pipe.messages())[1]["Sequence"], 0)
         result = run.finish(self, status=ABORTED)
-        self.assertRegex(result.stderr, r"what\(\):\s+write: Broken pipe")
+        self.assertIn("write: Broken pipe", result.stderr)
 
     def test_standard_output_that_goes_away(self):
         pipe = SmallPipe()
@@ -93,6 +93,7 @@ class OutputTest(ProgramTest):
             self.assertEqual(next(pipe.messages())[1]["Sequence"], 0)
         run.finish(self)
 
+    @unittest.skipUnless(os.path.exists("/dev/full"), "no device that is always full")
     def test_a_full_disk(self):
         with open("/dev/full", "wb") as full:
             self.run_program(*LIST, stdout=full)

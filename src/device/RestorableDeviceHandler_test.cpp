@@ -121,7 +121,7 @@ TEST(Session, NamesItsScratchDirectoryAndRemovesIt) {
     EXPECT_NE(first.scratchLocation.native(), second.scratchLocation.native());
     EXPECT_FALSE(boost::filesystem::exists(scratch));
     const device_notifier_state third(output.state, std::nullopt, path(directory / "scratch"));
-    const device_notifier_state stays(output.state, std::nullopt, path("/proc/self"));
+    const device_notifier_state stays(output.state, std::nullopt, path(std::string(300, 'x')));
   }
   EXPECT_FALSE(boost::filesystem::exists(directory / "scratch"));
   output.finish();

@@ -7,11 +7,13 @@ from support.messages import messages
 
 
 class SmallPipe:
-    """Holds one page, so that the program waits for its reader before it goes on."""
+    """Holds one page, or 64 KiB where the system doesn't let itself be told (macOS), so that the
+    program waits for its reader before it goes on."""
 
     def __init__(self, blocking=True):
         self.reader, self.writer = os.pipe()
-        fcntl.fcntl(self.reader, fcntl.F_SETPIPE_SZ, 4096)
+        if hasattr(fcntl, "F_SETPIPE_SZ"):
+            fcntl.fcntl(self.reader, fcntl.F_SETPIPE_SZ, 4096)
         os.set_blocking(self.writer, blocking)
         self.option = ("--output-pipe", str(self.writer))
 

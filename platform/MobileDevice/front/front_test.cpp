@@ -1,12 +1,13 @@
-/// The C API over a backend of the test's, with the main queue served on another thread.
+/// The C API over a backend of the test's. The main thread serves the main queue, as in the tool,
+/// and another runs the tests.
 #include <dispatch/dispatch.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <future>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -93,11 +94,7 @@ struct Client {
 
 class Front : public testing::Test {
  protected:
-  Front() {
-    static std::once_flag once;  // also when the tests are repeated: the queue has one thread
-    std::call_once(once, [] { std::thread([] { dispatch_main(); }).detach(); });
-    Client starts_the_backend;
-  }
+  Front() { Client starts_the_backend; }
 
   std::shared_ptr<FakeAttachment> attach(std::uint64_t ecid, int state = 2) {
     std::shared_ptr<FakeAttachment> device = std::make_shared<FakeAttachment>(ecid);
@@ -268,4 +265,10 @@ TEST_F(Front, WrongArgumentsAreAnsweredNotFollowed) {
   AMDeviceNotificationRef notification = nullptr;
   EXPECT_EQ(AMDeviceNotificationSubscribe([](void*, void*) {}, 0, 1, nullptr, &notification), 0);
   EXPECT_EQ(AMDeviceNotificationUnsubscribe(notification), 0);
+}
+
+int main(int argc, char** argv) {
+  testing::InitGoogleTest(&argc, argv);
+  std::thread([] { std::exit(RUN_ALL_TESTS()); }).detach();
+  dispatch_main();
 }

@@ -1,0 +1,14 @@
+# Debian's Boost built for macOS: its headers, and the two libraries from its sources.
+cmake_path(SET work NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../../../build/macos)
+
+add_library(Boost::headers INTERFACE IMPORTED GLOBAL)
+target_include_directories(Boost::headers SYSTEM INTERFACE ${work}/include)
+
+foreach(name IN ITEMS filesystem program_options)
+  file(GLOB sources ${work}/fetched/boost/libs/${name}/src/*.cpp)
+  add_library(boost_${name} STATIC ${sources})
+  target_compile_options(boost_${name} PRIVATE -w)
+  target_link_libraries(boost_${name} PUBLIC Boost::headers)
+  add_library(Boost::${name} ALIAS boost_${name})
+endforeach()
+set(Boost_FOUND TRUE)
