@@ -1,0 +1,66 @@
+# Restores one device on the host that it is attached to. watch.sh sends this text over ssh:
+#
+#   bash -s -- RUN ECID BEGUN HAVE LIMIT COMMAND...
+#
+# The first call that names this RUN and ECID starts COMMAND and says "begun" on standard error.
+# COMMAND goes on when the connection breaks; no later call starts it again, and none with BEGUN 1.
+# Each call copies COMMAND's standard output, less the first HAVE bytes, until COMMAND has ended. The
+# exit status is 0 if that is so; the last line on standard error then is "exit status N" (124: it
+# was stopped after LIMIT seconds), or "gone" if COMMAND was begun but has ended without leaving its
+# status. Any other exit status tells nothing: call again.
+
+# A connection may break while this text is being read, so nothing is done before all of it has come.
+main() {
+  local run=$1 ecid=$2 begun=$3 have=$4 limit=$5
+  shift 5
+  local top=${XDG_STATE_HOME:-$HOME/.local/state}/korvrestore-fleet
+  local state=$top/$run/$ecid
+
+  # Whoever is at work on the device holds the lock. The kernel lets go of it when he has died.
+  umask 077
+  mkdir -p "$top/$run" && exec 9>>"$top/$ecid.lock" || return
+  if [ ! -d "$state" ]; then
+    if [ "$begun" = 1 ]; then # this host has lost what it knew
+      echo gone >&2
+      return
+    fi
+    if ! flock --nonblock 9; then
+      echo "another run is at work on $ecid" >&2
+      return 1
+    fi
+    if mkdir "$state"; then
+      start "$state" "$limit" "$@" || return
+      echo begun >&2
+    fi
+    exec 9>>"$top/$ecid.lock" || return # the one that COMMAND has is its own
+  fi
+
+  flock --shared 9 &
+  local until_free=$!
+  tail --bytes="+$((have + 1))" --follow --pid="$until_free" "$state/messages" \
+    && wait "$until_free" || return
+  cat "$state/errors" >&2
+  if [ -e "$state/end" ]; then
+    cat "$state/end" >&2
+  else
+    rm -rf "$state/tmp"
+    echo gone >&2
+  fi
+}
+
+start() {
+  local state=$1
+  : >"$state/messages" && : >"$state/errors" && mkdir "$state/tmp" || return
+  sync --file-system "$state" || return # a host that loses its power must know that it has begun
+  TMPDIR=$state/tmp setsid bash -c '
+    state=$1 limit=$2
+    shift 2
+    timeout --kill-after=10 "$limit" "$@" >"$state/messages" 2>"$state/errors"
+    echo "exit status $?" >"$state/end.new"
+    rm -rf "$state/tmp"
+    sync "$state/messages" "$state/errors" "$state/end.new"
+    mv "$state/end.new" "$state/end"
+  ' supervisor "$@" </dev/null >/dev/null 2>&1 &
+}
+
+main "$@"

@@ -1,0 +1,108 @@
+"""Hosts on loopback addresses, each with an sshd and simulated devices of its own."""
+
+import ctypes
+import os
+import pathlib
+import plistlib
+import pwd
+import signal
+import socket
+import subprocess
+
+PR_SET_PDEATHSIG = 1
+PR_SET_CHILD_SUBREAPER = 36
+
+
+def adopt() -> None:
+    """Before exec: all that the process starts stays below it, whatever dies in between; and it
+    doesn't outlive the test."""
+    prctl = ctypes.CDLL(None).prctl
+    prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+    prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
+
+
+def descendants(pid) -> list:
+    """Those that live, each before its own."""
+    found = []
+    try:
+        for thread in pathlib.Path(f"/proc/{pid}/task").iterdir():
+            for child in map(int, (thread / "children").read_text().split()):
+                stat = pathlib.Path(f"/proc/{child}/stat").read_text()
+                found += [] if ") Z " in stat else [child]
+                found += descendants(child)
+    except (FileNotFoundError, ProcessLookupError):
+        pass  # it has just ended
+    return found
+
+
+def cut_power(process) -> None:
+    """Nothing is left of the process and what it has started."""
+    while below := descendants(process.pid):
+        for pid in below:
+            try:
+                os.kill(pid, signal.SIGKILL)
+            except ProcessLookupError:
+                pass
+    with process:
+        process.kill()
+
+
+class Lab:
+    """The desk's side of ssh, with a key of its own."""
+
+    def __init__(self, directory):
+        self.directory = directory
+        self.key = directory / "key"
+        self.config = directory / "ssh_config"
+        make_key(self.key)
+        options = f"IdentityFile {self.key}\nIdentitiesOnly yes\nBatchMode yes\n"
+        options += "StrictHostKeyChecking no\nUserKnownHostsFile /dev/null\n"
+        self.config.write_text(options + "ServerAliveInterval 1\nServerAliveCountMax 2\n")
+        self.ssh = f"ssh -F {self.config}"
+
+
+class Host:
+    def __init__(self, lab, number, devices):
+        self.home = lab.directory / f"host{number}"
+        self.home.mkdir()
+        self.name = f"bench{number}"
+        make_key(self.home / "key")
+        (self.home / "scenario").write_bytes(plistlib.dumps({"Devices": devices}))
+        # No two processes share these addresses, so a free port stays free.
+        address = f"127.{os.getpid() >> 8 & 0xFF}.{os.getpid() & 0xFF}.{number}"
+        with socket.create_server((address, 0)) as server:
+            port = server.getsockname()[1]
+        with lab.config.open("a") as config:
+            config.write(f"Host {self.name}\nHostName {address}\nPort {port}\n")
+            config.write(f"User {pwd.getpwuid(os.geteuid()).pw_name}\n")
+        (self.home / "sshd_config").write_text(
+            f"ListenAddress {address}:{port}\nHostKey {self.home}/key\nPidFile none\nUsePAM no\n"
+            f"AuthorizedKeysFile {lab.key}.pub\nStrictModes no\nMaxStartups 100\n"
+            f"SetEnv HOME={self.home} MOBILEDEVICE_SCENARIO={self.home}/scenario\n"
+        )
+        self.start()
+
+    def start(self) -> None:
+        if os.geteuid() == 0:
+            os.makedirs("/run/sshd", exist_ok=True)  # as Debian's service does
+        command = ["/usr/sbin/sshd", "-D", "-e", "-f", str(self.home / "sshd_config")]
+        self.sshd = subprocess.Popen(
+            command, stderr=subprocess.PIPE, text=True, preexec_fn=adopt, start_new_session=True
+        )
+        for line in self.sshd.stderr:
+            if line.startswith("Server listening"):
+                return
+        raise AssertionError(f"sshd didn't start: {self.home}")
+
+    def cut_power(self) -> None:
+        cut_power(self.sshd)
+
+    def hang(self) -> None:
+        """The connections that it has stay open, and silent."""
+        for pid in descendants(self.sshd.pid):
+            if pathlib.Path(f"/proc/{pid}/comm").read_text() == "sshd\n":
+                os.kill(pid, signal.SIGSTOP)
+
+
+def make_key(path) -> None:
+    subprocess.run(["ssh-keygen", "-q", "-t", "ed25519", "-N", "", "-f", str(path)], check=True)

@@ -1,0 +1,152 @@
+"""examples/fleet: devices on several hosts, and all that may break."""
+
+import errno
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import time
+import unittest
+
+from support.hosts import Host, Lab, adopt, cut_power
+from support.program import PATIENCE, PROGRAM, ProgramTest
+from support.scenario import THE_END, device, report
+
+FLEET = pathlib.Path(__file__).parent.parent / "examples/fleet/fleet.py"
+QUICK, FAILING, HELD, ENDLESS, ABSENT = (f"{number:016X}" for number in range(0xA1, 0xA6))
+# Counts the restores. A bundle that is a FIFO holds one up until something is written there.
+TOOL = f"""#!/usr/bin/env bash
+if [ "$1" = --restore ]; then
+  echo "$4" >>"$HOME/begun"
+  [ -p "$2" ] && read -r <"$2"
+fi
+exec {PROGRAM} "$@"
+"""
+
+
+def writer(fifo):
+    """None while nobody reads there."""
+    try:
+        return open(os.open(fifo, os.O_WRONLY | os.O_NONBLOCK), "w")
+    except OSError as error:
+        if error.errno != errno.ENXIO:
+            raise
+
+
+class FleetTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.folder = self.directory / "run"
+        self.tool = self.directory / "tool"
+        self.tool.write_text(TOOL)
+        self.tool.chmod(0o700)
+        self.lab = Lab(self.directory)
+
+    def host(self, *arguments) -> Host:
+        host = Host(self.lab, *arguments)
+        self.addCleanup(host.cut_power)
+        return host
+
+    def start_fleet(self) -> subprocess.Popen:
+        line = [sys.executable, "-B", FLEET, self.directory / "hosts", self.directory / "table"]
+        line += [self.folder, "--tool", self.tool, "--ssh", self.lab.ssh]
+        line += ["--retries", "8", "--pause", "0.1", "--", "--detect-timeout", str(PATIENCE)]
+        desk = subprocess.Popen(
+            line, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, preexec_fn=adopt
+        )
+        self.addCleanup(cut_power, desk)
+        return desk
+
+    def finish(self, desk, status=1) -> dict:
+        stdout, stderr = desk.communicate(timeout=PATIENCE)
+        self.assertEqual(desk.returncode, status, stdout + stderr)
+        rows = [re.split("  +", line, maxsplit=2) for line in stdout.splitlines()]
+        return {ecid: (host, result) for ecid, host, result in rows}
+
+    def wait_for(self, desk, happened):
+        """What `happened` answers, as soon as that is something."""
+        deadline = time.monotonic() + PATIENCE
+        while not (result := happened()):
+            self.assertLess(time.monotonic(), deadline)
+            self.assertIsNone(desk.poll())
+            time.sleep(0.02)
+        return result
+
+    def says(self, text, name):
+        """Whether a file of the run's holds the text."""
+        file = self.folder / name
+        return lambda: file.exists() and text in file.read_text()
+
+    def test_refusals(self):
+        """Nothing is begun, on any host."""
+        (self.directory / "hosts").write_text("nowhere\n")
+        for table, kept, reason in [
+            ("00A1 any", {}, "'00A1' is no ECID"),
+            (f"{QUICK.lower()} a\n{QUICK} b", {}, f"{QUICK} is there twice"),
+            (QUICK, {}, f"{QUICK} has no bundle"),
+            (f"{QUICK} any", {"letter": ""}, "is neither new nor that of a run"),
+            (f"{QUICK} b", {"run": "1", "jobs.tsv": f"bench1\t{QUICK}\ta\n"}, "begun with a"),
+        ]:
+            (self.directory / "table").write_text(table)
+            self.folder.mkdir(exist_ok=True)
+            for name, content in kept.items():
+                (self.folder / name).write_text(content)
+            _, stderr = (desk := self.start_fleet()).communicate(timeout=PATIENCE)
+            self.assertEqual(desk.returncode, 2)
+            self.assertIn(reason, stderr)
+            shutil.rmtree(self.folder)
+
+    def test_no_device_is_restored_twice(self):
+        """A connection that hangs, a desk that is switched off, a host that dies and comes back."""
+        failed = report(0, 100, "Failed", Error={"Description": "No"})
+        first = self.host(
+            1,
+            [
+                device(QUICK, Restore=[THE_END]),
+                device(FAILING, Restore=[failed]),
+                device(HELD, Restore=[report(5, 40), THE_END]),
+            ],
+        )
+        forever = [report(5, 40), THE_END | {"After": 3600}]
+        second = self.host(2, [device(ENDLESS, Restore=forever)])
+        (self.directory / "hosts").write_text("# two rooms\nbench1\nbench2\n")
+        fifo = self.directory / "hold it"
+        os.mkfifo(fifo)
+        table = f"{QUICK.lower()}\tany\n{FAILING} any\n{HELD} {fifo}\n{ENDLESS} any\n{ABSENT} any\n"
+        (self.directory / "table").write_text(table)
+
+        desk = self.start_fleet()
+        held = self.wait_for(desk, lambda: writer(fifo))  # its restore has begun
+        first.hang()
+        self.wait_for(desk, self.says("not responding", f"{HELD}.log"))
+        self.wait_for(desk, self.says("<integer>40<", f"{ENDLESS}.messages"))
+        cut_power(desk)
+        desk = self.start_fleet()
+        held.write("go on\n")
+        held.close()
+        self.wait_for(desk, self.says("exit status 0", f"{HELD}.end"))
+        second.cut_power()
+        results = {
+            QUICK: ("bench1", "restored"),
+            FAILING: ("bench1", "FAILED: No"),
+            HELD: ("bench1", "restored"),
+            ABSENT: ("-", "NOT BEGUN: on none of the hosts, or on several"),
+        }
+        unfinished = self.finish(desk)
+        host, result = unfinished.pop(ENDLESS)
+        self.assertRegex(result, "^UNKNOWN after 40 %, Unrecognized operation: .*onnect")
+        self.assertEqual((host, unfinished), ("bench2", results))
+
+        second.start()
+        results[ENDLESS] = ("bench2", "FAILED: broken off at 40 %, Unrecognized operation")
+        self.assertEqual(self.finish(self.start_fleet()), results)
+        # What had come before wasn't fetched again.
+        self.assertEqual((self.folder / f"{ENDLESS}.messages").read_text().count("</plist>"), 1)
+        begun = [(host.home / "begun").read_text().split() for host in (first, second)]
+        self.assertEqual([sorted(ecids) for ecids in begun], [[QUICK, FAILING, HELD], [ENDLESS]])
+
+
+if __name__ == "__main__":
+    unittest.main()
