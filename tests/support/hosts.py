@@ -21,28 +21,36 @@ def adopt() -> None:
     prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
 
 
-def descendants(pid) -> list:
-    """Those that live, each before its own."""
-    found = []
+def descendants(pid) -> dict:
+    """Those that live, and their names."""
+    processes = {}
+    for number in sorted(int(path.name) for path in pathlib.Path("/proc").glob("[0-9]*")):
+        try:
+            stat = pathlib.Path(f"/proc/{number}/stat").read_text()
+        except (FileNotFoundError, ProcessLookupError):
+            continue  # it has just ended
+        name, _, rest = stat.partition(" (")[2].rpartition(") ")
+        state, parent = rest.split()[:2]
+        processes[number] = (int(parent), state, name)
+    below = {pid}
+    while more := {each for each in processes if processes[each][0] in below} - below:
+        below |= more
+    return {each: processes[each][2] for each in below - {pid} if processes[each][1] != "Z"}
+
+
+def send(pid, number) -> None:
     try:
-        for thread in pathlib.Path(f"/proc/{pid}/task").iterdir():
-            for child in map(int, (thread / "children").read_text().split()):
-                stat = pathlib.Path(f"/proc/{child}/stat").read_text()
-                found += [] if ") Z " in stat else [child]
-                found += descendants(child)
-    except (FileNotFoundError, ProcessLookupError):
+        os.kill(pid, number)
+    except ProcessLookupError:
         pass  # it has just ended
-    return found
 
 
 def cut_power(process) -> None:
-    """Nothing is left of the process and what it has started."""
-    while below := descendants(process.pid):
+    """Nothing is left of the process and what it has started. One that has ended is left alone: its
+    number may be another's by now."""
+    while process.poll() is None and (below := descendants(process.pid)):
         for pid in below:
-            try:
-                os.kill(pid, signal.SIGKILL)
-            except ProcessLookupError:
-                pass
+            send(pid, signal.SIGKILL)
     with process:
         process.kill()
 
@@ -99,9 +107,9 @@ class Host:
 
     def hang(self) -> None:
         """The connections that it has stay open, and silent."""
-        for pid in descendants(self.sshd.pid):
-            if pathlib.Path(f"/proc/{pid}/comm").read_text() == "sshd\n":
-                os.kill(pid, signal.SIGSTOP)
+        for pid, name in descendants(self.sshd.pid).items():
+            if name == "sshd":
+                send(pid, signal.SIGSTOP)
 
 
 def make_key(path) -> None:
