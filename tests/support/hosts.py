@@ -48,9 +48,11 @@ def send(pid, number) -> None:
 def cut_power(process) -> None:
     """Nothing is left of the process and what it has started. One that has ended is left alone: its
     number may be another's by now."""
-    while process.poll() is None and (below := descendants(process.pid)):
-        for pid in below:
-            send(pid, signal.SIGKILL)
+    if process.poll() is None:
+        send(process.pid, signal.SIGSTOP)  # else it might end, and lose those that it has adopted
+        while below := descendants(process.pid):
+            for pid in below:
+                send(pid, signal.SIGKILL)
     with process:
         process.kill()
 
