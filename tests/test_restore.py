@@ -1,8 +1,11 @@
 """--restore and --enter-restore-mode, from bundles and by script."""
 
+import struct
 import unittest
+import unittest.mock
+import zipfile
 
-from support.ipsw import BOARD, CHIP, damage, write_ipsw
+from support.ipsw import BOARD, CHIP, IMAGE, identity, ipsw, manifest, write_ipsw
 from support.plist import with_nulls
 from support.program import FOUND, ProgramTest, error
 from support.scenario import ECID, THE_END, device, report
@@ -25,8 +28,11 @@ class BundleTest(ProgramTest):
         return [value for _, value in messages]
 
     def test_fitting_bundle_in_any_state(self):
-        write_ipsw(self.ipsw)
-        for state in ("Recovery", "DFU", 7):
+        with unittest.mock.patch.object(zipfile, "ZIP64_LIMIT", 1):
+            zip64 = ipsw()
+        deflated = ipsw(compression=zipfile.ZIP_DEFLATED)
+        for state, content in (("Recovery", ipsw()), ("DFU", deflated), (7, zip64)):
+            self.ipsw.write_bytes(content)
             reports = self.reports(devices=[self.device | {"State": state}])
             progress = [value["Progress"] for value in reports]
             self.assertEqual(progress, sorted(progress))
@@ -38,34 +44,46 @@ class BundleTest(ProgramTest):
 
     def test_erase_chooses_the_identity(self):
         """The one to erase by can't be written, and the failure says where it would have stood."""
-        write_ipsw(self.ipsw, erase_by={"Null": None})
+        self.ipsw.write_bytes(ipsw(manifest(identity("Update"), identity("Erase", Null=None))))
         self.assertEqual(self.reports(devices=[self.device])[-1], THE_END)
         failure = self.reports("--erase", devices=[self.device])[-1]["Error"]["Description"]
         self.assertRegex(failure, "/korvrestore[.][0-9a-f]{6}/PRB/1/BuildManifest.plist: ")
 
     def test_unfit_bundles(self):
-        def damaged(path):
-            write_ipsw(path)
-            damage(path)
-
-        for name, write in {
-            "missing": lambda path: None,
-            "damaged": damaged,
-            "no archive": lambda path: path.write_bytes(b"no archive"),
-            "no manifest": lambda path: write_ipsw(path, manifest=False),
-            "other chip": lambda path: write_ipsw(path, chip=CHIP + 1),
-            "other board": lambda path: write_ipsw(path, board=BOARD + 1),
-        }.items():
-            with self.subTest(name):
+        stored, deflated = ipsw(), ipsw(compression=zipfile.ZIP_DEFLATED)
+        size, more = (struct.pack("<I", len(IMAGE) + extra) for extra in (0, 1))
+        other = "has no identity for ChipID 0x8020, BoardID 0xE"
+        for content, code, why in [
+            (None, 3, "No such file or directory"),
+            (b"", 3, "not a zip archive"),
+            (b"no archive", 3, "not a zip archive"),
+            (stored[: len(stored) // 2], 3, "not a zip archive"),
+            (stored.replace(IMAGE, IMAGE[::-1]), 3, "Firmware/system.dmg: CRC error"),
+            (deflated.replace(size, more), 3, "Firmware/system.dmg: shorter than its entry says"),
+            (ipsw(None), 4, "holds no BuildManifest.plist"),
+            (ipsw(b"<plist>"), 4, "BuildManifest.plist: not a property list"),
+            (ipsw(b"<plist><array/></plist>"), 4, "has no array BuildIdentities"),
+            (ipsw(manifest(identity("Update", CHIP + 1))), 5, other),
+            (ipsw(manifest(identity("Update", board=BOARD + 1))), 5, other),
+            (ipsw(manifest(identity("Update", board="0xZ"))), 5, other),
+            ("directory", 3, "is a directory, expected a firmware bundle, a zip archive"),
+        ]:
+            with self.subTest(why):
                 self.ipsw.unlink(missing_ok=True)
-                write(self.ipsw)
+                if content == "directory":
+                    self.ipsw.mkdir()
+                elif content is not None:
+                    self.ipsw.write_bytes(content)
                 last = self.reports(devices=[self.device])[-1]
                 self.assertEqual(last.keys(), {"Status", "Operation", "Progress", "Error"})
                 self.assertEqual(
                     (last["Status"], last["Operation"], last["Progress"]), ("Failed", 0, 100)
                 )
                 self.assertEqual(last["Error"]["Domain"], "MobileDeviceSimulator")
-                self.assertIn(str(self.ipsw), last["Error"]["Description"])
+                self.assertEqual(last["Error"]["Code"], code)
+                text = last["Error"]["Description"]
+                self.assertTrue(text.startswith(f"{self.ipsw}: "), text)
+                self.assertIn(why, text)
 
     def test_device_that_vanishes(self):
         write_ipsw(self.ipsw)
@@ -139,6 +157,12 @@ class ScriptTest(ProgramTest):
         ]
         spoken = [f"restoreCallback: {line}" for line in lines]
         self.assertEqual(result.debug_lines("restoreCallback"), spoken)
+
+    def test_departure_does_not_end_it(self):
+        script = [report(9, 1), THE_END | {"After": 1}]
+        line = ("--restore", "/any", "--ecid", ECID, *FOUND)
+        result = self.run_program(*line, devices=[device(Restore=script, DetachAfter=0.3)])
+        self.assertEqual(len(result.messages), 2)
 
     def test_reports_that_are_ignored(self):
         invalid = [

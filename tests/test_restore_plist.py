@@ -5,7 +5,7 @@ import os
 import plistlib
 import unittest
 
-from support.ipsw import BOARD, CHIP, write_ipsw
+from support.ipsw import BOARD, CHIP, identity, ipsw, manifest, write_ipsw
 from support.program import FOUND, ProgramTest, error
 from support.scenario import ECID, THE_END, device
 
@@ -49,6 +49,47 @@ class RestorePlistTest(ProgramTest):
                 manifest = personalized / "BuildManifest.plist"
                 self.assertEqual(len(plistlib.loads(manifest.read_bytes())["BuildIdentities"]), 1)
                 manifest.unlink()
+
+    def restore(self, options) -> dict:
+        """Runs the simulator's own course and returns its last report."""
+        self.file.write_bytes(plistlib.dumps(options))
+        phone = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
+        return self.run_program(*self.line, devices=[phone]).messages[-1][1]
+
+    def test_identity_that_is_personalized(self):
+        bundle, personalized = self.directory / "firmware.ipsw", self.directory / "personalized"
+        by_text, by_number = identity("Update"), identity("Erase", CHIP, BOARD)
+        other = identity("Erase", CHIP + 1, BOARD)
+        bundle.write_bytes(ipsw(manifest("stray", other, by_text, by_number)))
+        options = {
+            "RestoreBundlePath": str(bundle),
+            "PersonalizedRestoreBundlePath": str(personalized),
+        }
+        for behavior, chosen in (
+            ({"AuthInstallRestoreBehavior": "Erase"}, by_number),
+            ({"AuthInstallRestoreBehavior": "Update"}, by_text),
+            ({}, by_text),
+        ):
+            self.assertEqual(self.restore(options | behavior), THE_END)
+            written = plistlib.loads((personalized / "BuildManifest.plist").read_bytes())
+            self.assertEqual(written, {"BuildIdentities": [chosen]})
+
+    def test_paths_that_cannot_be_used(self):
+        bundle, file = self.directory / "firmware.ipsw", self.directory / "file"
+        write_ipsw(bundle)
+        file.touch()
+        for source, target, code, why in [
+            (None, "x", 2, "restore options: RestoreBundlePath: expected a path, a string"),
+            (bundle, "", 2, "restore options: PersonalizedRestoreBundlePath: expected a path"),
+            (bundle, file / "below", 6, f"{file}/below: Not a directory"),
+            (bundle, file, 6, f"{file}"),
+        ]:
+            options = {"PersonalizedRestoreBundlePath": str(target)}
+            if source:
+                options["RestoreBundlePath"] = str(source)
+            last = self.restore(options)
+            self.assertEqual((last["Status"], last["Error"]["Code"]), ("Failed", code))
+            self.assertTrue(last["Error"]["Description"].startswith(why), last)
 
     def test_enter_restore_mode(self):
         self.file.write_bytes(plistlib.dumps({}))

@@ -1,28 +1,34 @@
-"""Makes firmware bundles, whole ones and damaged ones."""
+"""Makes firmware bundles."""
 
+import io
 import zipfile
 
 from support.plist import with_nulls
 
 CHIP, BOARD = 0x8020, 0x0E
-IMAGE = bytes(range(256)) * 256
+IMAGE = bytes(range(256)) * 256 + b"end"
 
 
-def write_ipsw(path, chip=CHIP, board=BOARD, manifest=True, erase_by={}) -> None:
-    """`erase_by` stands in the identity to erase by, too."""
-    identity = {"ApChipID": f"0x{chip:04X}", "ApBoardID": f"0x{board:02X}", "Manifest": {}}
-    identities = [
-        identity | {"Info": {"RestoreBehavior": "Update"}},
-        identity | {"Info": {"RestoreBehavior": "Erase"}} | erase_by,
-    ]
-    with zipfile.ZipFile(path, "w") as archive:
-        if manifest:
-            archive.writestr("BuildManifest.plist", with_nulls({"BuildIdentities": identities}))
-        archive.writestr("system.dmg", IMAGE)
+def identity(behavior, chip=f"0x{CHIP:04X}", board=f"0x{BOARD:02X}", **keys) -> dict:
+    return {"ApChipID": chip, "ApBoardID": board, "Info": {"RestoreBehavior": behavior}, **keys}
 
 
-def damage(path) -> None:
-    """Changes one byte of the stored image, so that its checksum is wrong."""
-    content = bytearray(path.read_bytes())
-    content[content.index(IMAGE) + len(IMAGE) // 2] ^= 1
-    path.write_bytes(content)
+def manifest(*identities) -> bytes:
+    return with_nulls({"BuildIdentities": list(identities)})
+
+
+FITTING = manifest(identity("Update"), identity("Erase"))
+
+
+def ipsw(build_manifest=FITTING, compression=zipfile.ZIP_STORED) -> bytes:
+    file = io.BytesIO()
+    with zipfile.ZipFile(file, "w", compression) as archive:
+        archive.writestr("Firmware/", b"")
+        archive.writestr("Firmware/system.dmg", IMAGE)
+        if build_manifest is not None:
+            archive.writestr("BuildManifest.plist", build_manifest)
+    return file.getvalue()
+
+
+def write_ipsw(path) -> None:
+    path.write_bytes(ipsw())

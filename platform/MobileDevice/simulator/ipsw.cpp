@@ -1,10 +1,11 @@
 #include "ipsw.h"
 
 #include <fmt/format.h>
-#include <zip.h>
 
 #include <algorithm>
-#include <array>
+#include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include "failure.h"
 
@@ -13,50 +14,44 @@ namespace {
 
 constexpr std::size_t kLargestManifest = 64 << 20;
 
-struct CloseEntry {
-  void operator()(zip_file_t* entry) const noexcept { zip_fclose(entry); }
-};
-
 [[noreturn]] void fail(FailureCode code, const std::string& file, const std::string& why) {
   throw Failure(code, fmt::format("{}: {}", file, why));
 }
 
-}  // namespace
-
-Ipsw::Ipsw(std::string file) : file_(std::move(file)) {
-  int code = 0;
-  archive_ = zip_open(file_.c_str(), ZIP_RDONLY, &code);
-  if (archive_ != nullptr) return;
-  zip_error_t error;
-  zip_error_init_with_code(&error, code);
-  const std::string why = zip_error_strerror(&error);
-  zip_error_fini(&error);
-  fail(FailureCode::kBundle, file_, why);
+ZipArchive open_archive(const std::string& file) {
+  try {
+    return ZipArchive(file);
+  } catch (const std::runtime_error& failure) {
+    fail(FailureCode::kBundle, file, failure.what());
+  }
 }
 
-Ipsw::~Ipsw() { zip_discard(archive_); }
+}  // namespace
 
-void Ipsw::verify(const std::function<void(double)>& progress) const {
-  const std::uint64_t count = static_cast<std::uint64_t>(zip_get_num_entries(archive_, 0));
+Ipsw::Ipsw(std::string file) : file_(std::move(file)), archive_(open_archive(file_)) {}
+
+void Ipsw::verify(const std::function<void(double)>& progress) {
   double total = 0;
-  for (std::uint64_t i = 0; i < count; ++i) {
-    zip_stat_t about;
-    if (zip_stat_index(archive_, i, 0, &about) == 0) total += static_cast<double>(about.size);
-  }
+  for (const ZipArchive::Entry& entry : archive_.entries())
+    total += static_cast<double>(entry.size);
   double done = 0;
-  for (std::uint64_t i = 0; i < count; ++i) {
-    read_entry(i, [&](const UInt8*, std::size_t size) {
+  for (const ZipArchive::Entry& entry : archive_.entries()) {
+    read(entry, [&](const std::uint8_t*, std::size_t size) {
       done += static_cast<double>(size);
-      progress(std::min(done / total, 1.0));
+      if (total > 0) progress(std::min(done / total, 1.0));
     });
   }
 }
 
-Plist Ipsw::build_manifest() const {
-  const std::int64_t index = zip_name_locate(archive_, "BuildManifest.plist", 0);
-  if (index < 0) fail(FailureCode::kBuildManifest, file_, "holds no BuildManifest.plist");
+Plist Ipsw::build_manifest() {
+  const std::vector<ZipArchive::Entry>& entries = archive_.entries();
+  const auto found = std::find_if(entries.begin(), entries.end(), [](const auto& entry) {
+    return entry.name == "BuildManifest.plist";
+  });
+  if (found == entries.end())
+    fail(FailureCode::kBuildManifest, file_, "holds no BuildManifest.plist");
   std::vector<UInt8> bytes;
-  read_entry(static_cast<std::uint64_t>(index), [&](const UInt8* piece, std::size_t size) {
+  read(*found, [&](const std::uint8_t* piece, std::size_t size) {
     bytes.insert(bytes.end(), piece, piece + size);
     if (bytes.size() > kLargestManifest)
       fail(FailureCode::kBuildManifest, file_, "BuildManifest.plist is larger than 64 MiB");
@@ -69,18 +64,13 @@ Plist Ipsw::build_manifest() const {
   }
 }
 
-void Ipsw::read_entry(std::uint64_t index,
-                      const std::function<void(const UInt8*, std::size_t)>& receive) const {
-  const char* const name = zip_get_name(archive_, index, 0);
-  const std::string place = fmt::format("{}: {}", file_, name != nullptr ? name : "an entry");
-  const std::unique_ptr<zip_file_t, CloseEntry> entry(zip_fopen_index(archive_, index, 0));
-  if (entry == nullptr) fail(FailureCode::kBundle, place, zip_strerror(archive_));
-  std::array<UInt8, 65536> buffer;
-  for (;;) {
-    const std::int64_t size = zip_fread(entry.get(), buffer.data(), buffer.size());
-    if (size < 0) fail(FailureCode::kBundle, place, zip_file_strerror(entry.get()));
-    if (size == 0) return;
-    receive(buffer.data(), static_cast<std::size_t>(size));
+void Ipsw::read(const ZipArchive::Entry& entry, const ZipArchive::Receiver& receive) {
+  try {
+    archive_.read(entry, receive);
+  } catch (const Failure&) {
+    throw;  // the receiver's own
+  } catch (const std::runtime_error& failure) {
+    fail(FailureCode::kBundle, fmt::format("{}: {}", file_, entry.name), failure.what());
   }
 }
 

@@ -57,11 +57,12 @@ class Reporter {
 std::string path_option(CFDictionaryRef options, const char* key) {
   const CFStringRef path =
       cast<CFStringRef>(CFDictionaryGetValue(options, make_string(key).get()), CFStringGetTypeID());
-  if (path == nullptr || CFStringGetLength(path) == 0) {
+  const std::string text = path == nullptr ? "" : to_text(path);
+  if (text.empty() || text.find('\0') != std::string::npos) {
     throw Failure(FailureCode::kOptions,
                   fmt::format("restore options: {}: expected a path, a string", key));
   }
-  return to_text(path);
+  return text;
 }
 
 void write_personalized_bundle(CFDictionaryRef manifest, const std::string& directory) {
@@ -80,7 +81,7 @@ void restore(const DeviceProperties& device, CFDictionaryRef options, const Repo
   reporter.report({kOperationCheckBundle, 0});
   const std::string bundle = path_option(options, "RestoreBundlePath");
   const std::string personalized = path_option(options, "PersonalizedRestoreBundlePath");
-  const Ipsw ipsw(bundle);
+  Ipsw ipsw(bundle);
   int progress = 0;
   ipsw.verify([&](double share) {
     const int now = static_cast<int>(share * kProgressWhenChecked);

@@ -10,7 +10,6 @@
 
 #include "../cf.h"
 #include "../numbers.h"
-#include "bundle_test_support.h"
 #include "tests/support/temporary_directory.h"
 
 using namespace MobileDevice;
@@ -148,26 +147,6 @@ TEST(Simulator, RefusesAsThePlanSays) {
   EXPECT_FALSE(lab.recorder.attachment(1)->takes_recovery_commands());
   lab.recorder.attachment(2)->reboot();  // unplugged while it boots, it doesn't come back
   EXPECT_EQ(lab.recorder.wait_for(5), (Heard{"+2", "+2", "+2", "-2", "+1"}));
-}
-
-TEST(Simulator, ADepartureEndsTheBuiltInCourseButNotAScript) {
-  const TemporaryDirectory directory;
-  const std::string bundle = directory / "good.ipsw";
-  write_zip(bundle, {{"BuildManifest.plist", "<plist><dict/></plist>"}});
-  Lab& lab = start_lab(
-      "{ ECID = 1; State = Recovery; Restore = ( { Status = one; }, { Status = two; After = 1; } "
-      "); },"
-      "{ ECID = 2; State = Recovery; RestoreSeconds = 100000; }");
-  const std::shared_ptr<Attachment> scripted = lab.recorder.attachment(0);
-  const std::shared_ptr<Attachment> plain = lab.recorder.attachment(1);
-  Restore script(*scripted, bundle, directory / "PRB");
-  Restore course(*plain, bundle, directory / "PRB");
-  script.wait_for(1);
-  course.wait_for(1);
-  EXPECT_EQ(scripted->reboot(), kAMRSuccess);
-  EXPECT_EQ(plain->reboot(), kAMRSuccess);
-  EXPECT_EQ(course.wait_for(2), (Heard{"Restoring", "Failed"}));
-  EXPECT_EQ(script.wait_for(2), (Heard{"one", "two"}));
 }
 
 TEST(Simulator, AnswersWhatTheScenarioSaysForTheWholeLibrary) {
