@@ -45,9 +45,10 @@ Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_
 std::string to_text(CFStringRef string) {
   const CFIndex size =
       CFStringGetMaximumSizeForEncoding(CFStringGetLength(string), kCFStringEncodingUTF8) + 1;
-  std::string text(static_cast<std::size_t>(size), '\0');
+  constexpr char kUnused = '\xFF';  // no byte of UTF-8; marks the end, for the text may hold NULs
+  std::string text(static_cast<std::size_t>(size), kUnused);
   if (!CFStringGetCString(string, text.data(), size, kCFStringEncodingUTF8)) return {};
-  text.resize(text.find('\0'));
+  text.resize(std::min(text.find(kUnused), text.size()) - 1);
   return text;
 }
 

@@ -39,6 +39,7 @@ Owned<CFStringRef> make_string(std::string_view text);
 Owned<CFNumberRef> make_number(std::int64_t value);
 Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_view description);
 
+/// As UTF-8, with any U+0000 that it holds; empty if it has no UTF-8 form.
 std::string to_text(CFStringRef string);
 
 }  // namespace MobileDevice

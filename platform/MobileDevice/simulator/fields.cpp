@@ -34,7 +34,9 @@ Field Field::at(CFTypeRef below, const std::string& step) const {
 std::string Field::text() const {
   const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
   if (string == nullptr) expected("a string");
-  return to_text(string);
+  std::string text = to_text(string);
+  if (text.find('\0') != std::string::npos) expected("a string without U+0000");
+  return text;
 }
 
 bool Field::boolean() const {

@@ -40,8 +40,9 @@ std::vector<UInt8> read_file(const std::string& file) {
     bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + stream.gcount());
     if (bytes.size() > kLargestFile) fail(file, "larger than 64 MiB");
   }
-  if (!stream.eof()) fail(file, system_text(errno));
-  return bytes;
+  if (stream.eof()) return bytes;
+  if (errno == EISDIR) fail(file, "is a directory, expected a property-list file");
+  fail(file, system_text(errno));
 }
 
 }  // namespace

@@ -152,6 +152,9 @@ Owned<CFErrorRef> read_registration_error(const Field& field) {
 }
 
 Plist open_scenario(const std::string& file) {
+  if (file.empty())
+    throw Failure(FailureCode::kScenario,
+                  "MOBILEDEVICE_SCENARIO is empty, expected the path of a scenario file");
   try {
     return read_plist_file(file);
   } catch (const std::runtime_error& failure) {

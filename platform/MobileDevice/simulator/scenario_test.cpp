@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "failure.h"
 #include "tests/support/temporary_directory.h"
@@ -104,6 +105,10 @@ TEST(Scenario, WhatIsWrongIsNamed) {
        "Devices[0].BoardID: expected " + u32},
       {"{ Devices = ( { ECID = 12; State = DFU; NoRecoveryDevice = true; } ); }",
        "Devices[0].NoRecoveryDevice: expected YES or NO"},
+      {"{ Devices = ( { ECID = 12; State = DFU; ProductString = \"A\\000B\"; } ); }",
+       "Devices[0].ProductString: expected a string without U+0000"},
+      {"{ Devices = ( { ECID = 12; State = \"DFU\\000\"; } ); }",
+       "Devices[0].State: expected Unknown"},
   };
   const TemporaryDirectory directory;
   for (const auto& [content, complaint] : table) {
@@ -115,8 +120,20 @@ TEST(Scenario, WhatIsWrongIsNamed) {
       EXPECT_EQ(std::string(failure.what()).find(file + ": " + complaint), 0u) << failure.what();
     }
   }
-  for (const std::string& unreadable : {directory / "none", directory / "."})
-    EXPECT_THROW(read_scenario(unreadable), Failure) << unreadable;
+  const std::string folder = directory / ".";
+  const std::pair<std::string, std::string> files[] = {
+      {"", "MOBILEDEVICE_SCENARIO is empty, expected the path of a scenario file"},
+      {directory / "none", directory / "none: No such file or directory"},
+      {folder, folder + ": is a directory, expected a property-list file"},
+  };
+  for (const auto& [file, complaint] : files) {
+    try {
+      read_scenario(file);
+      ADD_FAILURE() << "accepted: " << file;
+    } catch (const Failure& failure) {
+      EXPECT_EQ(failure.what(), complaint);
+    }
+  }
 }
 
 TEST(Scenario, EveryKeyIsRead) {
