@@ -7,7 +7,7 @@ void fuzz::run(std::string_view input) {
   using namespace MobileDevice;
   const File file(input);
   try {
-    const simulator::Ipsw bundle(file.path());
+    simulator::Ipsw bundle(file.path());
     double share = 0;
     bundle.verify([&](double now) {
       require(now >= share && now <= 1, "progress rises to 1");
