@@ -12,12 +12,11 @@ ANOTHER = "00000000000000BB"
 
 class HotplugTest(UsbTest):
     def start_watching(self, *arguments):
-        """Begins only when the program has seen a device: libusb leaks one that leaves while it
-        starts, as the address sanitizer tells."""
+        """What comes next waits until the program has seen a device: libusb leaks one that leaves
+        while it starts, as the address sanitizer tells. False: the program ended before."""
         self.usb.add("1-9", ecid=NEIGHBOUR)
         process = self.start("--debug", *arguments)
-        self.assertTrue(self.read_until(process, f"Adding '{NEIGHBOUR}'"))
-        return process
+        return process, self.read_until(process, f"Adding '{NEIGHBOUR}'")
 
     def plug_and_unplug(self, process) -> bool:
         """False: the program ended before."""
@@ -31,8 +30,8 @@ class HotplugTest(UsbTest):
         return True
 
     def test_finds_a_device_that_comes_amid_many(self):
-        process = self.start_watching(*INFO, ECID)
-        self.assertTrue(self.plug_and_unplug(process))
+        process, watching = self.start_watching(*INFO, ECID)
+        self.assertTrue(watching and self.plug_and_unplug(process))
         self.usb.remove("1-9")
         self.usb.add("1-1")
         result = self.finish(process)
@@ -43,14 +42,15 @@ class HotplugTest(UsbTest):
 
     def test_lists_who_stays(self):
         for seconds in (4, 16, 64):  # until all came while the program waited
-            process = self.start_watching("--list-devices", "--detect-timeout", str(seconds))
-            in_time = self.plug_and_unplug(process)
+            line = ("--list-devices", "--detect-timeout", str(seconds))
+            process, in_time = self.start_watching(*line)
+            in_time = in_time and self.plug_and_unplug(process)
             self.usb.remove("1-9")
-            if in_time:
-                self.usb.add("1-1", "dfu", ecid=ANOTHER)
-                in_time = self.read_until(process, f"Adding '{ANOTHER}'")
+            self.usb.add("1-1", "dfu", ecid=ANOTHER)
+            in_time = in_time and self.read_until(process, f"Adding '{ANOTHER}'")
             [(kind, value)] = self.finish(process).messages
             if in_time:
                 break
+            self.usb.remove("1-1")
         self.assertTrue(in_time)
         self.assertEqual((kind, value), ("DeviceList", [ANOTHER]))
