@@ -1,5 +1,6 @@
 /// Reads one property list with one library, `read_plist ours|libplist FILE`, and prints the CPU
-/// seconds that took and the bytes by which the process grew at its peak, the file itself left out.
+/// seconds that took, the bytes by which the process grew at its peak, the file itself left out,
+/// and "read" or "refused".
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <plist/plist.h>
@@ -29,20 +30,22 @@ std::uint64_t peak_memory() {
 
 double cpu_seconds() {
   timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
 }
 
-void read_with_ours(const std::string& bytes) {
-  if (CFGetTypeID(parse_plist(bytes).release()) != CFDictionaryGetTypeID())
-    throw std::runtime_error("not a dictionary");
+bool read_with_ours(const std::string& bytes) {
+  const CFDataRef data =
+      CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                                  static_cast<CFIndex>(bytes.size()), kCFAllocatorNull);
+  return CFPropertyListCreateWithData(kCFAllocatorDefault, data, kCFPropertyListImmutable, nullptr,
+                                      nullptr) != nullptr;
 }
 
-void read_with_libplist(const std::string& bytes) {
+bool read_with_libplist(const std::string& bytes) {
   plist_t plist = nullptr;
   plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &plist);
-  if (plist == nullptr || plist_get_node_type(plist) != PLIST_DICT)
-    throw std::runtime_error("not a dictionary");
+  return plist != nullptr;
 }
 
 /// The value that is read lives on to the end of the process, so that only reading is measured.
@@ -50,15 +53,11 @@ void run(const std::string& library, const std::string& path) {
   const std::string bytes = read_file(path);
   const std::uint64_t memory_before = peak_memory();
   const double time_before = cpu_seconds();
-  if (library == "ours") {
-    read_with_ours(bytes);
-  } else if (library == "libplist") {
-    read_with_libplist(bytes);
-  } else {
-    throw std::runtime_error("no library " + library);
-  }
+  if (library != "ours" && library != "libplist") throw std::runtime_error("no library " + library);
+  const bool is_read = library == "ours" ? read_with_ours(bytes) : read_with_libplist(bytes);
   const double time_after = cpu_seconds();
-  std::cout << time_after - time_before << " " << peak_memory() - memory_before << "\n";
+  std::cout << time_after - time_before << " " << peak_memory() - memory_before << " "
+            << (is_read ? "read" : "refused") << "\n";
 }
 
 }  // namespace

@@ -6,6 +6,7 @@ import json
 import os
 import platform
 import plistlib
+import resource
 import statistics
 import subprocess
 import sys
@@ -90,6 +91,49 @@ def measure_reading(build: Path, kind: str, path: Path) -> None:
         row(name, f"{seconds[name]:.3f} s", f"{memory[name] / MIB:.0f} MiB at the peak")
     aim("no slower than libplist", seconds["ours"] <= seconds["libplist"])
     aim("no more peak memory than libplist", memory["ours"] <= memory["libplist"])
+
+
+def limit_resources() -> None:
+    """For a reader that would otherwise take all of the machine."""
+    resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
+    resource.setrlimit(resource.RLIMIT_CPU, (20, 20))
+
+
+def read_shape(build: Path, library: str, path: Path) -> tuple[float, int, str]:
+    """Least CPU seconds, peak memory and what became of the file; infinite seconds if too much."""
+    runs = []
+    for _ in range(3):
+        command = [build / "bench/read_plist", library, path]
+        run = subprocess.run(command, capture_output=True, text=True, preexec_fn=limit_resources)
+        if run.returncode != 0:
+            return float("inf"), 0, "gave up"
+        runs.append(run.stdout.split())
+    return min(float(run[0]) for run in runs), int(runs[0][1]), runs[0][2]
+
+
+def measure_shapes(build: Path, work: Path) -> None:
+    """How time grows with what makes a careless reader slow."""
+    factor, most = 4, 7
+    title(f"Reading hostile lists, and how much longer {factor} times as much takes")
+    folders = [work / "small", work / "large"]
+    for folder, times in zip(folders, (1, factor)):
+        folder.mkdir()
+        output_of(build / "bench/write_shapes", folder, times)
+    worst = 0.0
+    for path in sorted(folders[0].iterdir()):
+        large = folders[1] / path.name
+        seconds, _, _ = read_shape(build, "ours", path)
+        large_seconds, memory, result = read_shape(build, "ours", large)
+        peer_seconds, _, peer_result = read_shape(build, "libplist", large)
+        growth = large_seconds / seconds
+        worst = max(worst, growth)
+        print(
+            f"  {path.name:<42}{large.stat().st_size / MIB:>5.2f} MiB"
+            f"{large_seconds * 1e3:>8.2f} ms, x {growth:<5.1f}{memory / large.stat().st_size:>5.1f}"
+            f" bytes per byte, {result:<8}   libplist{peer_seconds * 1e3:>9.2f} ms, {peer_result}",
+            flush=True,
+        )
+    aim(f"less than {most} times as long, worst is {worst:.1f}", worst < most)
 
 
 def measure_messages(build: Path) -> None:
@@ -195,6 +239,7 @@ def main() -> None:
             path.write_bytes(restore_options_file(64 * MIB, plist_format))
             measure_reading(build, kind, path)
             path.unlink()
+        measure_shapes(build, work)
         measure_messages(build)
         measure_refusal(build)
         measure_device_list(build, work)

@@ -30,7 +30,10 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef p
                                    CFErrorRef* error);
 /// The object that XML, binary or OpenStep text `data` holds, immutable, with the format found in
 /// `*format` unless that is NULL. NULL when it holds none: then `*error`, unless `error` is NULL,
-/// is a new error that says why. Time and memory are bounded by the length of `data`.
+/// is a new error that says why. Time grows with the length of `data`, whatever it holds; so does
+/// memory, by at most some 15 bytes for each byte of XML and 40 for each of OpenStep text or of a
+/// binary list (measured on the lists that need most: attributes, keys of one letter, references to
+/// one small array; usual ones need 2 to 5), beside some MiB in all.
 CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
                                                CFOptionFlags options, CFPropertyListFormat* format,
                                                CFErrorRef* error);

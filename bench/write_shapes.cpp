@@ -1,0 +1,25 @@
+/// Writes what makes a careless reader slow, `write_shapes DIRECTORY FACTOR`: one file for each
+/// shape, named after it, FACTOR times as long as is worth timing.
+
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "hostile_shapes_test_support.h"
+
+int main(int argc, char** argv) {
+  try {
+    if (argc != 3) throw std::runtime_error("usage: write_shapes DIRECTORY FACTOR");
+    for (const cf::test::HostileShape& shape : cf::test::hostile_shapes()) {
+      std::ofstream file(std::filesystem::path(argv[1]) / shape.name, std::ios::binary);
+      if (!(file << shape.make(std::stoul(argv[2]) * shape.size) << std::flush))
+        throw std::runtime_error(std::string("can't write ") + shape.name);
+    }
+  } catch (const std::exception& error) {
+    std::cerr << "write_shapes: " << error.what() << "\n";
+    return 1;
+  }
+}
