@@ -113,30 +113,13 @@ TEST(CFDate, EqualityAndDescription) {
   EXPECT_EQ(cf::described(zero.get()), "<CFDate 0xP [0xP]>{time = 0}");
 }
 
-TEST(Constants, DescriptionsAndTypes) {
+TEST(Constants, Descriptions) {
   EXPECT_EQ(cf::described(kCFBooleanFalse), "<CFBoolean 0xP [0xP]>{value = false}");
   EXPECT_EQ(cf::described(kCFNull), "<CFNull 0xP [0xP]>");
   EXPECT_EQ(cf::described(CFSTR("a\"b")), "<CFString 0xP [0xP]>{contents = \"a\"b\"}");
   EXPECT_EQ(CFCopyDescription(nullptr), nullptr);
   EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
   EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
-  const struct {
-    CFTypeID type_id;
-    std::string name;
-  } types[] = {{CFGetTypeID(kCFAllocatorNull), "CFAllocator"},
-               {CFArrayGetTypeID(), "CFArray"},
-               {CFBooleanGetTypeID(), "CFBoolean"},
-               {CFDataGetTypeID(), "CFData"},
-               {CFDateGetTypeID(), "CFDate"},
-               {CFDictionaryGetTypeID(), "CFDictionary"},
-               {CFErrorGetTypeID(), "CFError"},
-               {CFNumberGetTypeID(), "CFNumber"},
-               {CFSetGetTypeID(), "CFSet"},
-               {CFStringGetTypeID(), "CFString"}};
-  for (const auto& type : types) {
-    const Owned<CFStringRef> name(CFCopyTypeIDDescription(type.type_id));
-    EXPECT_EQ(cf::text(name.get()), type.name);
-  }
 }
 
 }  // namespace
