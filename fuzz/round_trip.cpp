@@ -63,9 +63,8 @@ Data write(const Object& object) {
 /// XML changes these: replaced characters, carriage returns, fractions of seconds; and a number
 /// that is none equals nothing.
 bool loses_nothing(std::string_view xml) {
-  for (const std::string_view lost : {"\xef\xbf\xbd", "\r", "<date>", "<real>nan</real>"}) {
+  for (const std::string_view lost : {"\xef\xbf\xbd", "\r", "<date>", "<real>nan</real>"})
     if (xml.find(lost) != std::string_view::npos) return false;
-  }
   return true;
 }
 

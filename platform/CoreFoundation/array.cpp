@@ -122,9 +122,8 @@ CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex /*capac
 CFIndex CFArrayGetCount(CFArrayRef array) { return static_cast<CFIndex>(array->count); }
 
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index) {
-  if (index < 0 || index >= CFArrayGetCount(array)) {
+  if (index < 0 || index >= CFArrayGetCount(array))
     cf::fatal("CFArrayGetValueAtIndex() called with an index out of range");
-  }
   return array->values[index];
 }
 
@@ -145,8 +144,7 @@ void CFArrayApplyFunction(CFArrayRef array, CFRange range, CFArrayApplierFunctio
                           void* context) {
   const CFIndex count = CFArrayGetCount(array);
   if (range.location < 0 || range.location > count || range.length < 0 ||
-      range.length > count - range.location) {
+      range.length > count - range.location)
     cf::fatal("CFArrayApplyFunction() called with a range out of bounds");
-  }
   for (CFIndex i = 0; i < range.length; ++i) applier(array->values[range.location + i], context);
 }

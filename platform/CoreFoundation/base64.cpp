@@ -16,12 +16,9 @@ constexpr std::uint8_t kPadding = 0x82;
 constexpr std::array<std::uint8_t, 256> make_digit_values() {
   std::array<std::uint8_t, 256> values{};
   values.fill(kBad);
-  for (std::size_t i = 0; i < kDigits.size(); ++i) {
+  for (std::size_t i = 0; i < kDigits.size(); ++i)
     values[static_cast<unsigned char>(kDigits[i])] = static_cast<std::uint8_t>(i);
-  }
-  for (const char c : std::string_view(" \t\n\r")) {
-    values[static_cast<unsigned char>(c)] = kSpace;
-  }
+  for (const char c : std::string_view(" \t\n\r")) values[static_cast<unsigned char>(c)] = kSpace;
   values['='] = kPadding;
   return values;
 }
@@ -69,27 +66,19 @@ bool Base64Decoder::feed(std::string_view text) {
       for (; end - next >= 4; next += 4, out += 3) {
         const std::uint32_t a = kValues[next[0]], b = kValues[next[1]];
         const std::uint32_t c = kValues[next[2]], d = kValues[next[3]];
-        if (((a | b | c | d) & kBad) != 0) {
-          break;
-        }
+        if (((a | b | c | d) & kBad) != 0) break;
         store_group(a << 18 | b << 12 | c << 6 | d, out);
       }
       bytes.shrink(most - static_cast<std::size_t>(out - begin));
-      if (next == end) {
-        break;
-      }
+      if (next == end) break;
     }
     const std::uint8_t value = kValues[*next++];
-    if (value == kSpace) {
-      continue;
-    }
+    if (value == kSpace) continue;
     if (value == kPadding && digits_ + padding_ < 4) {
       ++padding_;
       continue;
     }
-    if ((value & kBad) != 0 || padding_ > 0) {
-      return false;
-    }
+    if ((value & kBad) != 0 || padding_ > 0) return false;
     group_ = group_ << 6 | value;
     if (++digits_ == 4) {
       store_group(group_, bytes.extend(3));

@@ -103,17 +103,15 @@ BinaryReader::BinaryReader(std::string_view bytes)
   top_ = big_endian(bytes.substr(trailer + 16, 8));
   const std::uint64_t table = big_endian(bytes.substr(trailer + 24, 8));
   if (offset_size_ < 1 || offset_size_ > 8 || number_size_ < 1 || number_size_ > 8 ||
-      table < kHeaderSize || table > trailer || count > (trailer - table) / offset_size_) {
+      table < kHeaderSize || table > trailer || count > (trailer - table) / offset_size_)
     fail("Bad trailer of binary property list");
-  }
   table_ = table;
   leaves_.resize(count);
 }
 
 BinaryReader::~BinaryReader() {
-  for (const CFTypeRef leaf : leaves_) {
+  for (const CFTypeRef leaf : leaves_)
     if (leaf != nullptr) CFRelease(leaf);
-  }
 }
 
 Owned<CFTypeRef> BinaryReader::read() {

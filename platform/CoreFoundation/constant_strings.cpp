@@ -18,9 +18,8 @@ constinit std::atomic<const Node*> buckets[kBuckets] = {};
 
 /// The string of `text` among the nodes from `first` up to `end`, or NULL.
 CFStringRef find(const Node* first, const Node* end, std::string_view text) noexcept {
-  for (const Node* node = first; node != end; node = node->next) {
+  for (const Node* node = first; node != end; node = node->next)
     if (cf::utf8(node->string) == text) return node->string;
-  }
   return nullptr;
 }
 

@@ -23,9 +23,8 @@ CFHashCode hash(CFTypeRef cf) noexcept {
   constexpr std::size_t kHashed = 80;
   const std::span<const UInt8> bytes = bytes_of(cf);
   std::uint64_t hash = 0xcbf29ce484222325 ^ bytes.size();
-  for (const UInt8 byte : bytes.first(std::min(bytes.size(), kHashed))) {
+  for (const UInt8 byte : bytes.first(std::min(bytes.size(), kHashed)))
     hash = (hash ^ byte) * 0x100000001b3;
-  }
   return hash;
 }
 

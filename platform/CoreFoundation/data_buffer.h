@@ -39,9 +39,8 @@ class DataBuffer {
 
   /// Makes room for `count` more bytes.
   void reserve(std::size_t count) {
-    if (bytes_ == nullptr || capacity_ - size_ < count) {
+    if (bytes_ == nullptr || capacity_ - size_ < count)
       set_capacity(std::max(size_ + count, 2 * capacity_));
-    }
   }
 
   /// The bytes as an object; the buffer is empty afterwards.

@@ -23,14 +23,11 @@ double seconds_since_epoch(sys_seconds time) {
 
 /// Takes `digits` decimal digits and the character behind them off the front of `text`.
 std::optional<int> take_number(std::string_view& text, std::size_t digits, char terminator) {
-  if (text.size() <= digits || text[digits] != terminator || text.front() == '-') {
+  if (text.size() <= digits || text[digits] != terminator || text.front() == '-')
     return std::nullopt;
-  }
   int number = 0;
   const std::from_chars_result result = std::from_chars(text.data(), text.data() + digits, number);
-  if (result.ec != std::errc() || result.ptr != text.data() + digits) {
-    return std::nullopt;
-  }
+  if (result.ec != std::errc() || result.ptr != text.data() + digits) return std::nullopt;
   text.remove_prefix(digits + 1);
   return number;
 }
@@ -59,9 +56,7 @@ std::optional<CFAbsoluteTime> parse_date(std::string_view text) {
   const bool before_christ = text.starts_with('-');
   text.remove_prefix(before_christ ? 1 : 0);
   const std::size_t year_digits = std::min(text.find('-'), text.size());
-  if (year_digits < 3 || year_digits > 5) {
-    return std::nullopt;
-  }
+  if (year_digits < 3 || year_digits > 5) return std::nullopt;
   const std::optional<int> y = take_number(text, year_digits, '-');
   const std::optional<int> mo = y ? take_number(text, 2, '-') : y;
   const std::optional<int> d = mo ? take_number(text, 2, 'T') : mo;

@@ -17,13 +17,11 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
 
 const cf::CallBacks* shared(const CFDictionaryKeyCallBacks* keys,
                             const CFDictionaryValueCallBacks* values) noexcept {
-  if (keys == &kCFTypeDictionaryKeyCallBacks && values == &kCFTypeDictionaryValueCallBacks) {
+  if (keys == &kCFTypeDictionaryKeyCallBacks && values == &kCFTypeDictionaryValueCallBacks)
     return &cf::kObjectCallBacks;
-  }
   cf::CallBacks callbacks = {};
-  if (keys != nullptr) {
+  if (keys != nullptr)
     callbacks.keys = {keys->retain, keys->release, keys->copyDescription, keys->equal, keys->hash};
-  }
   if (values != nullptr) {
     callbacks.values = {values->retain, values->release, values->copyDescription, values->equal,
                         nullptr};
@@ -61,9 +59,8 @@ cf::Owned<CFDictionaryRef> cf::make_dictionary(
 }
 
 cf::Owned<CFDictionaryRef> cf::make_immutable(CFDictionaryRef dictionary) noexcept {
-  if (!dictionary->is_mutable()) {
+  if (!dictionary->is_mutable())
     return Owned<CFDictionaryRef>(static_cast<CFDictionaryRef>(CFRetain(dictionary)));
-  }
   HashTable* const copy =
       create_table(kCFAllocatorDefault, kDictionary, dictionary->count, dictionary->callbacks);
   if (copy == nullptr) return nullptr;
@@ -82,9 +79,8 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, 
       cf::create_table(allocator, cf::kDictionary, static_cast<std::size_t>(num_values),
                        shared(key_call_backs, value_call_backs));
   if (table == nullptr) return nullptr;
-  for (CFIndex i = 0; i < num_values; ++i) {
+  for (CFIndex i = 0; i < num_values; ++i)
     if (cf::find(*table, keys[i]) == nullptr) cf::insert_retained(*table, {keys[i], values[i]});
-  }
   return static_cast<CFDictionaryRef>(table);
 }
 
@@ -125,9 +121,8 @@ void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFu
 }
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value) {
-  if (!dictionary->is_mutable()) {
+  if (!dictionary->is_mutable())
     cf::fatal("CFDictionarySetValue() called on an immutable dictionary");
-  }
   cf::Entry* const entry = cf::find(*dictionary, key);
   if (entry == nullptr) {
     cf::insert_retained(*dictionary, {key, value});
@@ -139,8 +134,7 @@ void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, co
 }
 
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key) {
-  if (!dictionary->is_mutable()) {
+  if (!dictionary->is_mutable())
     cf::fatal("CFDictionaryRemoveValue() called on an immutable dictionary");
-  }
   if (cf::Entry* const entry = cf::find(*dictionary, key)) cf::erase(*dictionary, entry);
 }

@@ -26,9 +26,8 @@ CFStringRef text_under(const __CFError& error, CFStringRef key) noexcept {
 
 std::string generic_description(const __CFError& error) {
   std::string sentence = "The operation couldn\u2019t be completed. ";
-  if (const CFStringRef reason = text_under(error, &failure_reason_key.header)) {
+  if (const CFStringRef reason = text_under(error, &failure_reason_key.header))
     return sentence.append(cf::utf8(reason));
-  }
   sentence.append("(").append(cf::utf8(error.domain)).append(" error ");
   return sentence.append(std::to_string(error.code)).append(".)");
 }
@@ -114,9 +113,8 @@ CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef error) {
 }
 
 CFStringRef CFErrorCopyDescription(CFErrorRef error) {
-  if (const CFStringRef text = text_under(*error, kCFErrorLocalizedDescriptionKey)) {
+  if (const CFStringRef text = text_under(*error, kCFErrorLocalizedDescriptionKey))
     return static_cast<CFStringRef>(CFRetain(text));
-  }
   return cf::make_string(generic_description(*error)).release();
 }
 

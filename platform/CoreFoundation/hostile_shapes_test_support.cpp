@@ -24,9 +24,8 @@ std::string counted(std::string_view head, std::string_view unit, std::string_vi
                     std::size_t size) {
   std::string text(head);
   const std::size_t hash = unit.find('#');
-  for (std::size_t i = 0; text.size() + tail.size() < size; ++i) {
+  for (std::size_t i = 0; text.size() + tail.size() < size; ++i)
     text.append(unit.substr(0, hash)).append(std::to_string(i)).append(unit.substr(hash + 1));
-  }
   return text += tail;
 }
 

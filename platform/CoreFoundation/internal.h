@@ -1,7 +1,7 @@
 /// What the files of this library share beyond the public API.
 ///
-/// Functions named `create_...` and `copy_...` answer a plain reference that the caller owns, as
-/// the C API's own do, and stand at its border only; those named `make_...` answer an owning
+/// Functions named `create_...` and `copy_...` return a plain reference that the caller owns, as
+/// the C API's own do, and stand at its border only; those named `make_...` return an owning
 /// handle.
 #pragma once
 
@@ -50,7 +50,7 @@ Owned<CFStringRef> make_string(std::string_view valid_utf8) noexcept;
 Owned<CFNumberRef> make_number(std::uint64_t value) noexcept;
 
 /// Whether the number is an integer past SInt64's range. CFNumberGetValue writes its low 64 bits as
-/// SInt64, which are all it has, and answers false.
+/// SInt64, which are all it has, and returns false.
 bool is_unsigned64(CFNumberRef number) noexcept;
 
 /// The number as people read it: integers in decimal, reals as "%.17g" or "0.0", "nan",

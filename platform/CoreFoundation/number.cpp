@@ -33,9 +33,8 @@ constexpr std::int64_t kLastShared = 12;
 constexpr std::array<__CFNumber, kLastShared - kFirstShared + 1> make_shared_integers() {
   std::array<__CFNumber, kLastShared - kFirstShared + 1> numbers{};
   std::int64_t value = kFirstShared;
-  for (__CFNumber& number : numbers) {
+  for (__CFNumber& number : numbers)
     number = {cf::immortal_base(cf::kNumber, kCFNumberSInt32Type), {.integer = value++}};
-  }
   return numbers;
 }
 
@@ -81,9 +80,8 @@ CFIndex sized_type(CFNumberType type) noexcept {
 }
 
 CFNumberRef create_integer(CFAllocatorRef allocator, CFIndex type, std::int64_t value) noexcept {
-  if (type != kUnsigned64 && value >= kFirstShared && value <= kLastShared) {
+  if (type != kUnsigned64 && value >= kFirstShared && value <= kLastShared)
     return &shared_integers[static_cast<std::size_t>(value - kFirstShared)];
-  }
   __CFNumber* const number =
       cf::create<__CFNumber>(allocator, cf::kNumber, /*trailing=*/0, static_cast<cf::Flags>(type));
   if (number != nullptr) number->integer = value;
@@ -162,9 +160,8 @@ bool store_real(CFNumberRef number, void* to) noexcept {
 Boolean equal(CFTypeRef cf1, CFTypeRef cf2) noexcept {
   CFNumberRef a = to_number(cf1);
   CFNumberRef b = to_number(cf2);
-  if (is_real(a) && is_real(b)) {
+  if (is_real(a) && is_real(b))
     return a->real == b->real || (std::isnan(a->real) && std::isnan(b->real));
-  }
   if (is_real(a)) std::swap(a, b);
   if (is_real(b)) {
     return cf::is_unsigned64(a) ? is_exactly(b->real, static_cast<std::uint64_t>(a->integer))
@@ -179,12 +176,10 @@ CFHashCode hash(CFTypeRef cf) noexcept {
   const double value = number->real;
   if (std::isnan(value)) return cf::scramble(std::bit_cast<std::uint64_t>(nan_number.real));
   // A whole number hashes as the integer that it equals.
-  if (const std::int64_t integer = truncated(value); is_exactly(value, integer)) {
+  if (const std::int64_t integer = truncated(value); is_exactly(value, integer))
     return cf::scramble(static_cast<std::uint64_t>(integer));
-  }
-  if (value > 0 && value < kPastEnd<std::uint64_t> && std::trunc(value) == value) {
+  if (value > 0 && value < kPastEnd<std::uint64_t> && std::trunc(value) == value)
     return cf::scramble(static_cast<std::uint64_t>(value));
-  }
   return cf::scramble(std::bit_cast<std::uint64_t>(value));
 }
 

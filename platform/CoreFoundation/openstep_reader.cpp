@@ -39,7 +39,7 @@ class OpenStepReader {
   Owned<CFTypeRef> read();
 
  private:
-  static constexpr char kEnd = '\0';  // what peek() answers behind the text
+  static constexpr char kEnd = '\0';  // what peek() returns behind the text
 
   char peek() const { return at_ < text_.size() ? text_[at_] : kEnd; }
   bool accept(char c);
@@ -106,15 +106,14 @@ void OpenStepReader::push_value(std::size_t depth) {
   skip_space();
   const bool is_container = peek() == '(' || peek() == '{';
   if (is_container && depth == kMaxNesting) fail("Too many nested arrays or dictionaries");
-  if (accept('(')) {
+  if (accept('('))
     push_array(depth);
-  } else if (accept('{')) {
+  else if (accept('{'))
     push_entries('}', depth);
-  } else if (accept('<')) {
+  else if (accept('<'))
     push_data();
-  } else {
+  else
     push_string();
-  }
 }
 
 void OpenStepReader::push_array(std::size_t depth) {

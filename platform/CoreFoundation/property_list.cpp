@@ -29,7 +29,7 @@ void report(CFErrorRef* error, CFIndex code, std::string_view text) noexcept {
   *error = CFErrorCreate(kCFAllocatorDefault, CFSTR("NSCocoaErrorDomain"), code, user_info.get());
 }
 
-struct Answer {
+struct Result {
   Owned<CFTypeRef> object;
   CFPropertyListFormat format;
 };
@@ -37,7 +37,7 @@ struct Answer {
 /// What begins with '<' can be XML and, as `<0fbd77>`, OpenStep text too. When it is neither, the
 /// reason to report is that of the XML reader. UTF-16, which expat knows by its first two bytes, is
 /// read only behind a byte order mark, as the real library does.
-Answer read_text(std::string_view text, const char* encoding) {
+Result read_text(std::string_view text, const char* encoding) {
   const std::size_t start = text.find_first_not_of(kWhiteSpace);
   std::exception_ptr no_xml;
   if (start != std::string_view::npos && text[start] == '<' &&
@@ -57,23 +57,20 @@ Answer read_text(std::string_view text, const char* encoding) {
   }
 }
 
-Answer read_utf16(std::string_view bytes, ByteOrder order) {
+Result read_utf16(std::string_view bytes, ByteOrder order) {
   std::string text;
   if (!append_utf8(text, bytes, order)) throw PropertyListError("Conversion of string failed.");
   return read_text(text, "UTF-8");
 }
 
-Answer read(std::string_view bytes) {
+Result read(std::string_view bytes) {
   if (bytes.empty()) throw PropertyListError("Cannot parse a NULL or zero-length data");
-  if (bytes.starts_with(kBinaryMagic) && bytes.size() > kBinaryHeaderSize) {
+  if (bytes.starts_with(kBinaryMagic) && bytes.size() > kBinaryHeaderSize)
     return {read_binary(bytes), kCFPropertyListBinaryFormat_v1_0};
-  }
-  if (bytes.starts_with(kUTF16BigEndianMark)) {
+  if (bytes.starts_with(kUTF16BigEndianMark))
     return read_utf16(bytes.substr(kUTF16BigEndianMark.size()), ByteOrder::kBigEndian);
-  }
-  if (bytes.starts_with(kUTF16LittleEndianMark)) {
+  if (bytes.starts_with(kUTF16LittleEndianMark))
     return read_utf16(bytes.substr(kUTF16LittleEndianMark.size()), ByteOrder::kLittleEndian);
-  }
   if (bytes.starts_with(kUTF8ByteOrderMark)) bytes.remove_prefix(kUTF8ByteOrderMark.size());
   return read_text(bytes, /*encoding=*/nullptr);
 }
@@ -85,9 +82,8 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef /*allocator*/, CFPropertyListR
                                    CFPropertyListFormat format, CFOptionFlags /*options*/,
                                    CFErrorRef* error) {
   try {
-    if (format != kCFPropertyListXMLFormat_v1_0) {
+    if (format != kCFPropertyListXMLFormat_v1_0)
       throw cf::PropertyListError("Property lists are only written in XML format");
-    }
     return cf::write_xml(property_list).release();
   } catch (const std::exception& e) {
     cf::report(error, kCFPropertyListWriteStreamError, e.what());
@@ -103,9 +99,9 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef /*allocator*/, CFD
         data == nullptr ? std::string_view()
                         : std::string_view(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
                                            static_cast<std::size_t>(CFDataGetLength(data)));
-    cf::Answer answer = cf::read(bytes);
-    if (format != nullptr) *format = answer.format;
-    return answer.object.release();
+    cf::Result result = cf::read(bytes);
+    if (format != nullptr) *format = result.format;
+    return result.object.release();
   } catch (const std::exception& e) {
     cf::report(error, kCFPropertyListReadCorruptError, e.what());
     return nullptr;

@@ -19,7 +19,7 @@ constexpr bool kIsOptimised = true;
 constexpr bool kIsOptimised = false;
 #endif
 
-/// Whether the property list that `make` answers reads in the same processor time per byte when it
+/// Whether the property list that `make` returns reads in the same processor time per byte when it
 /// is kFactor times as long, give or take; a reader that goes over it again and again needs up to
 /// kFactor times as much. Other processes can only add to a time, so the least of some counts.
 ::testing::AssertionResult reads_in_proportion(const HostileShape& shape) {
@@ -37,9 +37,7 @@ constexpr bool kIsOptimised = false;
       least[i] = std::min(least[i], static_cast<double>(after.tv_sec - before.tv_sec) +
                                         static_cast<double>(after.tv_nsec - before.tv_nsec) / 1e9);
     }
-    if (round >= kLeastRounds && least[1] <= kMost * least[0]) {
-      return ::testing::AssertionSuccess();
-    }
+    if (round >= kLeastRounds && least[1] <= kMost * least[0]) return ::testing::AssertionSuccess();
   }
   return ::testing::AssertionFailure()
          << shape.name << ": " << inputs[0].size() << " bytes take " << least[0] << " s, "

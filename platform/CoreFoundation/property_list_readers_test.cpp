@@ -110,9 +110,8 @@ TEST(Readers, HoldToTheNestingLimit) {
         nest("<array>", "</array>"), nest("<dict><key>a</key>", "</dict>"),
         repeated(depth, "(") + repeated(depth, ")"),
         repeated(depth, "{a=") + "b" + repeated(depth - 1, ";}") + ";}", binary_list(chain)};
-    for (const std::string& input : inputs) {
+    for (const std::string& input : inputs)
       EXPECT_EQ(parse(input).object != nullptr, depth == 512) << input.substr(0, 20);
-    }
   }
 }
 

@@ -33,9 +33,7 @@ TEST(PropertyList, AnswersEveryMeasuredInputInKind) {
     const Owned<CFStringRef> type(CFCopyTypeIDDescription(CFGetTypeID(parsed.object.get())));
     EXPECT_NE(answer.find("\ntype: " + text_of(type.get()) + "\n"), std::string::npos);
     const std::size_t xml = answer.find("<?xml");
-    if (xml != std::string::npos) {
-      EXPECT_EQ(write(parsed.object.get()).xml, answer.substr(xml));
-    }
+    if (xml != std::string::npos) EXPECT_EQ(write(parsed.object.get()).xml, answer.substr(xml));
   }
 }
 
@@ -146,9 +144,8 @@ TEST(PropertyList, RefusesToWrite) {
       {nullptr, "property lists cannot contain NULL)"},
       {cycle.get(), "property lists cannot contain recursive container references)"},
   };
-  for (const auto& [object, reason] : cases) {
+  for (const auto& [object, reason] : cases)
     EXPECT_EQ(write(object).error, std::string(kInvalid) + reason);
-  }
   EXPECT_EQ(CFPropertyListCreateData(nullptr, kCFNull, kCFPropertyListXMLFormat_v1_0, 0, nullptr),
             nullptr);
   CFErrorRef error = nullptr;

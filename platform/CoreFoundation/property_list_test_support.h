@@ -31,14 +31,13 @@ inline std::string read_file(const std::filesystem::path& path) {
 inline std::vector<std::filesystem::path> test_files(const char* folder, const char* extension) {
   std::vector<std::filesystem::path> paths;
   for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::path(TEST_DATA_DIR) / folder)) {
+       std::filesystem::directory_iterator(std::filesystem::path(TEST_DATA_DIR) / folder))
     if (entry.path().extension() == extension) paths.push_back(entry.path());
-  }
   EXPECT_FALSE(paths.empty()) << folder;
   return paths;
 }
 
-/// Checks an error's domain and code, releases it, and answers its text.
+/// Checks an error's domain and code, releases it, and returns its text.
 inline std::string take_error(CFErrorRef error, CFIndex code) {
   const Owned<CFErrorRef> owner(error);
   if (error == nullptr) {
@@ -53,7 +52,7 @@ inline std::string take_error(CFErrorRef error, CFIndex code) {
   return text == nullptr ? std::string() : text_of(static_cast<CFStringRef>(text));
 }
 
-/// What a call answered: an object, or else an error's text, never both.
+/// What a call returned: an object, or else an error's text, never both.
 struct Parsed {
   Owned<CFTypeRef> object;
   std::string error;

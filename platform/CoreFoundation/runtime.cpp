@@ -79,9 +79,8 @@ CFTypeRef _CFRuntimeCreateInstance(CFAllocatorRef allocator, CFTypeID type_id, C
 
 CFTypeRef CFRetain(CFTypeRef cf) {
   const std::atomic_ref<std::uint64_t> info = checked_info(cf, "CFRetain() called with NULL");
-  if (count_in(info.load(std::memory_order_relaxed)) != 0) {
+  if (count_in(info.load(std::memory_order_relaxed)) != 0)
     info.fetch_add(kOneReference, std::memory_order_relaxed);
-  }
   return cf;
 }
 

@@ -35,9 +35,8 @@ CFSetRef CFSetCreate(CFAllocatorRef allocator, const void** values, CFIndex num_
   cf::HashTable* const table = cf::create_table(
       allocator, cf::kSet, static_cast<std::size_t>(num_values), shared(call_backs));
   if (table == nullptr) return nullptr;
-  for (CFIndex i = 0; i < num_values; ++i) {
+  for (CFIndex i = 0; i < num_values; ++i)
     if (cf::find(*table, values[i]) == nullptr) cf::insert_retained(*table, {values[i], nullptr});
-  }
   return static_cast<CFSetRef>(table);
 }
 

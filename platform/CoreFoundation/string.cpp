@@ -127,9 +127,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CF
   if (num_bytes < 0) return nullptr;
   std::string_view text(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(num_bytes));
   if (is_external_representation && encoding == kCFStringEncodingUTF8 &&
-      text.starts_with(kByteOrderMark)) {
+      text.starts_with(kByteOrderMark))
     text.remove_prefix(kByteOrderMark.size());
-  }
   return is_valid(text, encoding) ? create_string(alloc, text) : nullptr;
 }
 

@@ -6,7 +6,7 @@
 namespace cf {
 namespace {
 
-/// Writes one character; answers where the next one goes, up to four bytes on.
+/// Writes one character; returns where the next one goes, up to four bytes on.
 char* write_utf8(char* out, char32_t character) {
   if (character < 0x80) {
     *out++ = static_cast<char>(character);

@@ -58,9 +58,8 @@ bool cf::is_valid_utf8(std::string_view text) noexcept {
     const unsigned char second = static_cast<unsigned char>(text[1]);
     if (second < sequence.low || second > sequence.high) return false;
     if (!std::all_of(text.begin() + 2, text.begin() + static_cast<std::ptrdiff_t>(size),
-                     is_continuation)) {
+                     is_continuation))
       return false;
-    }
     text.remove_prefix(size);
   }
 }

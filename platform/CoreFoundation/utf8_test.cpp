@@ -12,9 +12,8 @@ std::string encoded(char32_t c) {
   const auto byte = [](char32_t value) { return static_cast<char>(value); };
   if (c < 0x80) return {byte(c)};
   if (c < 0x800) return {byte(0xc0 | c >> 6), byte(0x80 | (c & 0x3f))};
-  if (c < 0x10000) {
+  if (c < 0x10000)
     return {byte(0xe0 | c >> 12), byte(0x80 | (c >> 6 & 0x3f)), byte(0x80 | (c & 0x3f))};
-  }
   return {byte(0xf0 | c >> 18), byte(0x80 | (c >> 12 & 0x3f)), byte(0x80 | (c >> 6 & 0x3f)),
           byte(0x80 | (c & 0x3f))};
 }
@@ -30,9 +29,7 @@ TEST(UTF8, EveryCodePointButSurrogatesIsValid) {
   for (char32_t c = 0; c < 0x110400; ++c) {
     const bool is_scalar = c < 0xd800 || (c > 0xdfff && c < 0x110000);
     ASSERT_EQ(cf::is_valid_utf8(encoded(c)), is_scalar) << std::hex << static_cast<unsigned>(c);
-    if (is_scalar) {
-      ASSERT_EQ(cf::utf16_length(encoded(c)), units(c).size());
-    }
+    if (is_scalar) ASSERT_EQ(cf::utf16_length(encoded(c)), units(c).size());
   }
 }
 
@@ -72,15 +69,12 @@ TEST(UTF8, ComparesAsUTF16) {
   std::vector<std::pair<std::string, std::u16string>> texts = {{"", u""}};
   for (const char32_t first : kSamples) {
     texts.emplace_back(encoded(first), units(first));
-    for (const char32_t second : kSamples) {
+    for (const char32_t second : kSamples)
       texts.emplace_back(encoded(first) + encoded(second), units(first) + units(second));
-    }
   }
-  for (const auto& [a, a_units] : texts) {
-    for (const auto& [b, b_units] : texts) {
+  for (const auto& [a, a_units] : texts)
+    for (const auto& [b, b_units] : texts)
       ASSERT_EQ(sign(cf::compare_utf16(a, b)), sign(a_units.compare(b_units))) << a << ' ' << b;
-    }
-  }
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ class ValueStack {
 
   std::size_t size() const { return values_.size(); }
   CFTypeRef top() const { return values_.back(); }
-  /// @throws std::bad_alloc  `value` is NULL, as a Create call answers when memory is short.
+  /// @throws std::bad_alloc  `value` is NULL, as a Create call returns when memory is short.
   void push(Owned<CFTypeRef> value);
   Owned<CFTypeRef> pop();
   /// Makes room for `count` more values.

@@ -206,7 +206,7 @@ void XmlReader::parse(std::string_view text, bool is_last) {
 }
 
 /// Takes from the start of what stands between the last tag and the next one as much as needs no
-/// expat; answers how many bytes that was.
+/// expat; returns how many bytes that was.
 std::size_t XmlReader::take_run(std::string_view run) {
   if (!leaf_) return prefix(run, is_space).size();
   if (leaf_ == Element::kString) {

@@ -59,14 +59,12 @@ bool any_special(std::string_view text) {
   const char* const begin = text.data();
   const std::size_t size = text.size();
   if (size >= 8) {
-    for (std::size_t at = 0; at + 8 < size; at += 8) {
+    for (std::size_t at = 0; at + 8 < size; at += 8)
       if (any_special(load<std::uint64_t>(begin + at))) return true;
-    }
     return any_special(load<std::uint64_t>(begin + size - 8));
   }
-  if (size >= 4) {
+  if (size >= 4)
     return any_special(load<std::uint32_t>(begin) | load<std::uint32_t>(begin + size - 4) << 32);
-  }
   return std::any_of(text.begin(), text.end(), is_special);
 }
 
@@ -88,9 +86,7 @@ class XmlWriter {
     entries_.reserve(32);
     out_.append(kHeader);
     write_value(root);
-    while (!open_.empty()) {
-      write_next();
-    }
+    while (!open_.empty()) write_next();
     out_.append(kFooter);
     return out_.finish();
   }
@@ -162,11 +158,10 @@ class XmlWriter {
   void write_number(CFNumberRef number) {
     std::array<char, 32> buffer;
     const std::string_view text = number_text(number, buffer);
-    if (CFNumberIsFloatType(number)) {
+    if (CFNumberIsFloatType(number))
       write_element("<real>", text, "</real>\n");
-    } else {
+    else
       write_element("<integer>", text, "</integer>\n");
-    }
   }
 
   void open_array(CFArrayRef array) {
@@ -211,9 +206,8 @@ class XmlWriter {
   /// twice is on it at any depth, and the usual shallow list needs no look-up.
   void open(const Container& container) {
     constexpr std::size_t kShallow = 64;
-    if (open_.size() >= kShallow && !deep_.insert(container.object).second) {
+    if (open_.size() >= kShallow && !deep_.insert(container.object).second)
       fail("property lists cannot contain recursive container references");
-    }
     open_.push_back(container);
   }
 
@@ -261,7 +255,7 @@ class XmlWriter {
     }
   }
 
-  /// Writes the character that begins with a special byte. Answers where the next one begins.
+  /// Writes the character that begins with a special byte. Returns where the next one begins.
   const char* write_special(const char* text) {
     switch (*text) {
       case '&':

@@ -11,7 +11,7 @@ CFTypeID CFDataGetTypeID(void);
 /// A copy of `length` bytes.
 CFDataRef CFDataCreate(CFAllocatorRef alloc, const UInt8* bytes, CFIndex length);
 /// Refers to `bytes`, which must outlive the object. Only kCFAllocatorNull is taken for
-/// `bytes_deallocator`: the caller keeps the memory; any other one answers NULL.
+/// `bytes_deallocator`: the caller keeps the memory; any other one returns NULL.
 CFDataRef CFDataCreateWithBytesNoCopy(CFAllocatorRef alloc, const UInt8* bytes, CFIndex length,
                                       CFAllocatorRef bytes_deallocator);
 CFIndex CFDataGetLength(CFDataRef data);
