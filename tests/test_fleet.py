@@ -35,6 +35,10 @@ def writer(fifo):
             raise
 
 
+@unittest.skipUnless(
+    shutil.which("parallel") and shutil.which("/usr/sbin/sshd"),
+    "needs sshd and GNU parallel: scripts/setup --fleet",
+)
 class FleetTest(ProgramTest):
     def setUp(self):
         super().setUp()

@@ -116,7 +116,9 @@ TEST(CFNumber, EqualityIsOfValuesAndHashesFollow) {
         for (const Owned<CFTypeRef>& b : other) {
           EXPECT_EQ(CFEqual(a.get(), b.get()), &group == &other)
               << cf::described(a.get()) << cf::described(b.get());
-          if (&group == &other) EXPECT_EQ(CFHash(a.get()), CFHash(b.get()));
+          if (&group == &other) {
+            EXPECT_EQ(CFHash(a.get()), CFHash(b.get()));
+          }
         }
       }
     }

@@ -33,7 +33,9 @@ TEST(PropertyList, AnswersEveryMeasuredInputInKind) {
     const Owned<CFStringRef> type(CFCopyTypeIDDescription(CFGetTypeID(parsed.object.get())));
     EXPECT_NE(answer.find("\ntype: " + text_of(type.get()) + "\n"), std::string::npos);
     const std::size_t xml = answer.find("<?xml");
-    if (xml != std::string::npos) EXPECT_EQ(write(parsed.object.get()).xml, answer.substr(xml));
+    if (xml != std::string::npos) {
+      EXPECT_EQ(write(parsed.object.get()).xml, answer.substr(xml));
+    }
   }
 }
 

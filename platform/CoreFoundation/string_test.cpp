@@ -38,7 +38,9 @@ TEST(CFString, IsMadeOfValidBytesOnly) {
   for (const auto& test : cases) {
     const Owned<CFStringRef> made = from_bytes(test.bytes, test.encoding, test.is_external);
     EXPECT_EQ(cf::text(made.get()), test.expected);
-    if (made != nullptr) EXPECT_EQ(CFStringGetLength(made.get()), test.length) << test.bytes;
+    if (made != nullptr) {
+      EXPECT_EQ(CFStringGetLength(made.get()), test.length) << test.bytes;
+    }
   }
   const Owned<CFStringRef> with_nul = from_bytes({"a\0b", 3}, kCFStringEncodingUTF8);
   EXPECT_EQ(CFStringGetLength(with_nul.get()), 3);

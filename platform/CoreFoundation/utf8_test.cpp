@@ -29,7 +29,9 @@ TEST(UTF8, EveryCodePointButSurrogatesIsValid) {
   for (char32_t c = 0; c < 0x110400; ++c) {
     const bool is_scalar = c < 0xd800 || (c > 0xdfff && c < 0x110000);
     ASSERT_EQ(cf::is_valid_utf8(encoded(c)), is_scalar) << std::hex << static_cast<unsigned>(c);
-    if (is_scalar) ASSERT_EQ(cf::utf16_length(encoded(c)), units(c).size());
+    if (is_scalar) {
+      ASSERT_EQ(cf::utf16_length(encoded(c)), units(c).size());
+    }
   }
 }
 
