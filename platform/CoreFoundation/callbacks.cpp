@@ -51,7 +51,7 @@ const cf::CallBacks* cf::interned(const CallBacks& callbacks) noexcept {
   if (callbacks == kObjectCallBacks) return &kObjectCallBacks;
   if (callbacks == kPointers) return &kPointers;
   static Interned& interned = *new Interned;
-  const std::lock_guard lock(interned.mutex);
+  const std::lock_guard<std::mutex> lock(interned.mutex);
   for (const CallBacks& known : interned.list)
     if (known == callbacks) return &known;
   return &interned.list.emplace_front(callbacks);
