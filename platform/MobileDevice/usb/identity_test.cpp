@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <regex>
 #include <string>
 
 #include "tests/support/temporary_directory.h"
@@ -11,13 +10,19 @@
 namespace MobileDevice::usb {
 namespace {
 
+/// What the rule compares the attribute with.
+std::string compared_with(const std::string& attribute, const std::string& rule) {
+  const std::string start = "ATTR{" + attribute + "}==\"";
+  const std::size_t found = rule.find(start);
+  if (found == std::string::npos) return "";
+  const std::size_t value = found + start.size();
+  return rule.substr(value, rule.find('"', value) - value);
+}
+
 TEST(Identity, TheUdevRuleNamesExactlyTheProductsThatAreKnown) {
   const std::string rule = read_file(UDEV_RULE);
-  std::smatch found;
-  ASSERT_TRUE(std::regex_search(
-      rule, found,
-      std::regex(R"re(ATTR\{idVendor\}=="(\w+)",[^"]*ATTR\{idProduct\}=="([\w|]+)")re")));
-  EXPECT_EQ(std::stoi(found[1], nullptr, 16), kAppleVendor);
+  EXPECT_EQ(compared_with("idVendor", rule), "05ac");
+  static_assert(kAppleVendor == 0x05AC);
   std::string known;
   for (int product = 0; product <= 0xFFFF; ++product) {
     if (state_of_product(static_cast<std::uint16_t>(product)) == kAMRestorableDeviceStateUnknown)
@@ -26,7 +31,7 @@ TEST(Identity, TheUdevRuleNamesExactlyTheProductsThatAreKnown) {
     std::snprintf(digits, sizeof digits, "%04x", product);
     known += (known.empty() ? "" : "|") + std::string(digits);
   }
-  EXPECT_EQ(found[2], known);
+  EXPECT_EQ(compared_with("idProduct", rule), known);
 }
 
 }  // namespace
