@@ -9,8 +9,11 @@ if(LINUX AND fmt_VERSION VERSION_LESS 10 AND NOT BUILD_SHARED_LIBS)
   target_include_directories(korvrestore_fmt SYSTEM PUBLIC
     $<TARGET_PROPERTY:fmt::fmt,INTERFACE_INCLUDE_DIRECTORIES>)
   set(Boost_USE_STATIC_LIBS ON)
-  target_link_options(korvrestore_runtime INTERFACE
-    -static-libgcc -static-libstdc++ LINKER:--gc-sections)
+  # The sanitizers must see exceptions being thrown, which they do in a shared libstdc++ only.
+  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+    target_link_options(korvrestore_runtime INTERFACE
+      -static-libgcc -static-libstdc++ LINKER:--gc-sections)
+  endif()
 else()
   add_library(korvrestore_fmt ALIAS fmt::fmt)
 endif()
