@@ -189,7 +189,7 @@ Owned<CFTypeRef> XmlReader::read() {
 /// Where a token, such as a comment, doesn't end in a piece, expat begins it anew with the next
 /// one: so that is twice as large each time.
 void XmlReader::parse(std::string_view text, bool is_last) {
-  constexpr std::size_t kLeast = 64 * 1024;  // expat copies what it is given
+  constexpr std::size_t kLeast = std::size_t{64} * 1024;  // expat copies what it is given
   constexpr std::size_t kMost = std::size_t{1} << 30;
   std::size_t size = kLeast;
   do {

@@ -57,7 +57,7 @@ class Reporter {
 std::string path_option(CFDictionaryRef options, const char* key) {
   const CFStringRef path =
       cast<CFStringRef>(CFDictionaryGetValue(options, make_string(key).get()), CFStringGetTypeID());
-  const std::string text = path == nullptr ? "" : to_text(path);
+  std::string text = path == nullptr ? "" : to_text(path);
   if (text.empty() || text.find('\0') != std::string::npos) {
     throw Failure(FailureCode::kOptions,
                   fmt::format("restore options: {}: expected a path, a string", key));
