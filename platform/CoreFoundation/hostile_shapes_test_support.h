@@ -3,23 +3,23 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cf::test {
 
 struct HostileShape {
-  const char* name;
+  std::string name;
+  /// How much of it is worth timing.
+  std::size_t size;
   /// Some `size` bytes of it; whether that is a property list is another matter.
-  std::string (*make)(std::size_t size);
-  /// How much of it is worth timing: enough to measure, and four times as much still fits into the
-  /// caches that the reader's tables need.
-  std::size_t size = std::size_t{256} * 1024;
+  std::function<std::string(std::size_t size)> make;
 };
 
-/// All shapes in all formats; a name begins with that of its format.
-std::span<const HostileShape> hostile_shapes();
+/// Those of testdata/hostile.txt; a name begins with that of the format.
+std::vector<HostileShape> hostile_shapes();
 
 /// The number in `size` bytes, the highest first.
 std::string big_endian(std::uint64_t value, std::size_t size);
@@ -32,7 +32,7 @@ std::string binary_trailer(std::uint64_t objects, std::uint64_t table, std::uint
 std::string binary_list(const std::vector<std::string>& objects);
 
 /// An array of the objects with these numbers, for binary_list.
-std::string binary_array(std::span<const std::uint32_t> numbers);
+std::string binary_array(const std::vector<std::uint32_t>& numbers);
 
 std::string repeated(std::size_t count, std::string_view text);
 

@@ -4,38 +4,12 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "internal.h"
+#include "value_test_support.h"
 
 namespace cf::test {
-
-inline std::string text_of(CFStringRef string) { return std::string(utf8(string)); }
-
-inline std::string bytes_of(CFDataRef data) {
-  return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                     static_cast<std::size_t>(CFDataGetLength(data)));
-}
-
-inline std::string read_file(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file.good()) << path;
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
-inline std::vector<std::filesystem::path> test_files(const char* folder, const char* extension) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry :
-       std::filesystem::directory_iterator(std::filesystem::path(TEST_DATA_DIR) / folder))
-    if (entry.path().extension() == extension) paths.push_back(entry.path());
-  EXPECT_FALSE(paths.empty()) << folder;
-  return paths;
-}
 
 /// Checks an error's domain and code, releases it, and returns its text.
 inline std::string take_error(CFErrorRef error, CFIndex code) {
@@ -44,12 +18,11 @@ inline std::string take_error(CFErrorRef error, CFIndex code) {
     ADD_FAILURE() << "no error came with NULL";
     return {};
   }
-  EXPECT_EQ(text_of(CFErrorGetDomain(error)), "NSCocoaErrorDomain");
+  EXPECT_EQ(text(CFErrorGetDomain(error)), "NSCocoaErrorDomain");
   EXPECT_EQ(CFErrorGetCode(error), code);
   const Owned<CFDictionaryRef> info(CFErrorCopyUserInfo(error));
-  const void* const text = CFDictionaryGetValue(info.get(), CFSTR("NSDebugDescription"));
-  EXPECT_NE(text, nullptr);
-  return text == nullptr ? std::string() : text_of(static_cast<CFStringRef>(text));
+  const void* const why = CFDictionaryGetValue(info.get(), CFSTR("NSDebugDescription"));
+  return text(static_cast<CFStringRef>(why));
 }
 
 /// What a call returned: an object, or else an error's text, never both.
@@ -77,32 +50,15 @@ inline Parsed parse(std::string_view bytes) {
   return parsed;
 }
 
-struct Written {
-  std::string xml;
-  std::string error;
-};
-
-inline Written write(CFTypeRef object) {
+/// The object's XML, or the text of the error.
+inline std::string write(CFTypeRef object) {
   CFErrorRef error = nullptr;
   const Owned<CFDataRef> data(
       CFPropertyListCreateData(nullptr, object, kCFPropertyListXMLFormat_v1_0, 0, &error));
-  if (data == nullptr) return {"", take_error(error, kCFPropertyListWriteStreamError)};
+  if (data == nullptr) return take_error(error, kCFPropertyListWriteStreamError);
   EXPECT_EQ(error, nullptr);
-  return {bytes_of(data.get()), ""};
-}
-
-inline constexpr std::string_view kXmlHead =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n";
-
-/// The body of the object's XML without the head and the `<plist>` element, or "error".
-inline std::string xml_body(const Parsed& parsed) {
-  if (parsed.object == nullptr) return "error";
-  std::string xml = write(parsed.object.get()).xml;
-  const std::string head = std::string(kXmlHead) + "<plist version=\"1.0\">\n";
-  EXPECT_TRUE(xml.starts_with(head) && xml.ends_with("\n</plist>\n")) << xml;
-  return xml.substr(head.size(), xml.size() - head.size() - sizeof "\n</plist>");
+  return std::string(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+                     static_cast<std::size_t>(CFDataGetLength(data.get())));
 }
 
 }  // namespace cf::test

@@ -3,19 +3,14 @@
 
 #include <limits>
 
+#include "table_test_support.h"
 #include "value_test_support.h"
 
 namespace {
 
 using cf::Owned;
 using cf::string;
-
-Owned<CFStringRef> from_bytes(std::string_view bytes, CFStringEncoding encoding,
-                              bool is_external = false) {
-  return Owned<CFStringRef>(
-      CFStringCreateWithBytes(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                              static_cast<CFIndex>(bytes.size()), encoding, is_external));
-}
+using namespace std::string_view_literals;
 
 TEST(CFString, IsMadeOfValidBytesOnly) {
   constexpr CFStringEncoding kUTF16 = 0x100;
@@ -23,27 +18,27 @@ TEST(CFString, IsMadeOfValidBytesOnly) {
     std::string_view bytes;
     CFStringEncoding encoding;
     bool is_external;
-    const char* expected;
+    std::string_view expected;
     CFIndex length;
   } cases[] = {
       {"", kCFStringEncodingUTF8, false, "", 0},
       {"plain", kCFStringEncodingASCII, false, "plain", 5},
-      {"\xc3\xa9", kCFStringEncodingASCII, false, "(null)", 0},
-      {"\xc3\xa9\xf0\x9f\x98\x80", kCFStringEncodingUTF8, false, "é😀", 3},
-      {"\xc3", kCFStringEncodingUTF8, false, "(null)", 0},
-      {"\xef\xbb\xbfx", kCFStringEncodingUTF8, true, "x", 1},
-      {"\xef\xbb\xbfx", kCFStringEncodingUTF8, false, "\ufeffx", 2},
-      {"x", kUTF16, false, "(null)", 0},
+      {"a\0b"sv, kCFStringEncodingUTF8, false, "a\0b"sv, 3},
+      {"é", kCFStringEncodingASCII, false, "(null)", -1},
+      {"é😀", kCFStringEncodingUTF8, false, "é😀", 3},
+      {"\xc3", kCFStringEncodingUTF8, false, "(null)", -1},
+      {"\ufeffx", kCFStringEncodingUTF8, true, "x", 1},
+      {"\ufeffx", kCFStringEncodingUTF8, false, "\ufeffx", 2},
+      {"x", kUTF16, false, "(null)", -1},
   };
-  for (const auto& test : cases) {
-    const Owned<CFStringRef> made = from_bytes(test.bytes, test.encoding, test.is_external);
-    EXPECT_EQ(cf::text(made.get()), test.expected);
-    if (made != nullptr) {
-      EXPECT_EQ(CFStringGetLength(made.get()), test.length) << test.bytes;
-    }
+  for (const auto& [bytes, encoding, is_external, expected, length] : cases) {
+    const UInt8* const begin = reinterpret_cast<const UInt8*>(bytes.data());
+    const Owned<CFStringRef> made(CFStringCreateWithBytes(
+        nullptr, begin, static_cast<CFIndex>(bytes.size()), encoding, is_external));
+    EXPECT_EQ(cf::text(made.get()), expected);
+    EXPECT_EQ(made == nullptr ? -1 : CFStringGetLength(made.get()), length) << bytes;
   }
-  const Owned<CFStringRef> with_nul = from_bytes({"a\0b", 3}, kCFStringEncodingUTF8);
-  EXPECT_EQ(CFStringGetLength(with_nul.get()), 3);
+  EXPECT_EQ(CFStringCreateWithBytes(nullptr, nullptr, -1, kCFStringEncodingUTF8, false), nullptr);
   EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, "\xff", kCFStringEncodingUTF8), nullptr);
   EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorNull, "x", kCFStringEncodingUTF8), nullptr);
 }
@@ -70,35 +65,11 @@ TEST(CFString, MaximumSizeStopsAtTheRange) {
 }
 
 TEST(CFString, FindCountsUTF16Units) {
-  const struct {
-    const char* text;
-    const char* wanted;
-    CFIndex location;
-    CFIndex length;
-  } cases[] = {{"abcabc", "ca", 2, 2}, {"😀éx", "éx", 2, 2}, {"a😀", "😀", 1, 2},
-               {"abc", "B", -1, 0},    {"abc", "", -1, 0},  {"", "a", -1, 0},
-               {"abc", "abcd", -1, 0}, {"abc", "abc", 0, 3}};
-  for (const auto& test : cases) {
-    const CFRange found =
-        CFStringFind(string(test.text).get(), string(test.wanted).get(), /*options=*/0);
-    EXPECT_EQ(found.location, test.location) << test.wanted;
-    EXPECT_EQ(found.length, test.length) << test.wanted;
+  for (const std::vector<std::string>& line : cf::test::table("values/find.txt")) {
+    const CFRange found = CFStringFind(string(line.at(0)).get(), string(line.at(1)).get(), 0);
+    EXPECT_EQ(std::to_string(found.location) + '+' + std::to_string(found.length), line.at(2))
+        << line.at(1);
   }
-}
-
-TEST(CFString, EqualTextsAreEqualAndHashAlike) {
-  std::string long_text;
-  for (int i = 0; i < 40; ++i) {
-    const Owned<CFStringRef> a = string(long_text);
-    const Owned<CFStringRef> b = string(long_text);
-    long_text += 'x';
-    EXPECT_TRUE(CFEqual(a.get(), b.get()));
-    EXPECT_EQ(CFHash(a.get()), CFHash(b.get()));
-    EXPECT_FALSE(CFEqual(a.get(), string(long_text).get()));
-    EXPECT_NE(CFHash(a.get()), CFHash(string(long_text).get()));
-  }
-  EXPECT_EQ(CFHash(kCFErrorLocalizedDescriptionKey),
-            CFHash(string("NSLocalizedDescription").get()));
 }
 
 TEST(CFString, ConstantsAreOnePerTextAndImmortal) {

@@ -3,7 +3,9 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "internal.h"
 
@@ -37,5 +39,18 @@ inline Owned<CFNumberRef> integer(std::int64_t value) { return number(kCFNumberS
 inline Owned<CFNumberRef> real(double value) { return number(kCFNumberFloat64Type, value); }
 
 inline Owned<CFStringRef> string(std::string_view utf8) { return make_string(utf8); }
+
+inline Owned<CFArrayRef> array_of(std::initializer_list<CFTypeRef> values) {
+  for (const CFTypeRef value : values) CFRetain(value);
+  return make_array({values.begin(), values.size()});
+}
+
+inline Owned<CFMutableDictionaryRef> object_dictionary(
+    std::initializer_list<std::pair<CFTypeRef, CFTypeRef>> pairs = {}) {
+  Owned<CFMutableDictionaryRef> dictionary(CFDictionaryCreateMutable(
+      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+  for (const auto& [key, value] : pairs) CFDictionarySetValue(dictionary.get(), key, value);
+  return dictionary;
+}
 
 }  // namespace cf

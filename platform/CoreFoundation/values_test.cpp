@@ -1,125 +1,108 @@
-#include <CoreFoundation/CoreFoundation.h>
-#include <gtest/gtest.h>
+#include "property_list_test_support.h"
+#include "table_test_support.h"
 
-#include <array>
-
-#include "value_test_support.h"
-
+namespace cf::test {
 namespace {
 
-using cf::Owned;
-using cf::string;
+Owned<CFTypeRef> set_of(std::vector<const void*> values, const CFSetCallBacks* callbacks) {
+  const CFIndex count = static_cast<CFIndex>(values.size());
+  return Owned<CFTypeRef>(CFSetCreate(nullptr, values.data(), count, callbacks));
+}
 
-Owned<CFMutableDictionaryRef> user_info(
-    std::initializer_list<std::pair<CFStringRef, CFTypeRef>> pairs) {
-  Owned<CFMutableDictionaryRef> info(CFDictionaryCreateMutable(
-      kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-  for (const auto& [key, value] : pairs) CFDictionarySetValue(info.get(), key, value);
-  return info;
+Owned<CFErrorRef> error(CFStringRef domain, CFIndex code, CFTypeRef info = nullptr) {
+  return Owned<CFErrorRef>(
+      CFErrorCreate(nullptr, domain, code, static_cast<CFDictionaryRef>(info)));
+}
+
+TEST(Values, AreEqualInTheirGroupOnlyAndHashesFollow) {
+  std::vector<std::vector<Owned<CFTypeRef>>> groups;
+  for (const std::vector<std::string>& line : table("values/equal.txt", " | ")) {
+    groups.emplace_back();
+    for (const std::string& text : line) groups.back().push_back(parse(text).object);
+  }
+  const auto add = [&groups](auto... objects) {
+    groups.emplace_back();
+    (groups.back().push_back(std::move(objects)), ...);
+  };
+  const Owned<CFDictionaryRef> info = object_dictionary({{CFSTR("key"), CFSTR("value")}});
+  add(error(CFSTR("D"), 1), error(string("D").get(), 1));
+  add(error(CFSTR("D"), 2));
+  add(error(CFSTR("E"), 1));
+  add(error(CFSTR("D"), 1, info.get()), error(CFSTR("D"), 1, info.get()));
+  add(string("NSLocalizedFailureReason"), Owned<CFTypeRef>(kCFErrorLocalizedFailureReasonKey));
+  add(set_of({integer(20).get(), CFSTR("a")}, &kCFTypeSetCallBacks),
+      set_of({CFSTR("a"), real(20).get(), integer(20).get()}, &kCFTypeSetCallBacks));
+
+  std::vector<std::pair<const void*, CFTypeRef>> all;
+  for (const auto& group : groups)
+    for (const Owned<CFTypeRef>& object : group) all.emplace_back(&group, object.get());
+  for (const auto& [group, a] : all) {
+    for (const auto& [other, b] : all) {
+      EXPECT_EQ(CFEqual(a, b), group == other) << described(a) << described(b);
+      if (group == other) {
+        EXPECT_EQ(CFHash(a), CFHash(b)) << described(a);
+      }
+    }
+  }
+}
+
+TEST(Values, Descriptions) {
+  for (const std::vector<std::string>& line : table("values/described.txt"))
+    EXPECT_EQ(described(parse(line.at(0)).object.get()), unescaped(line.at(1)));
+  EXPECT_NE(described(real(-1.7976931348623157e308).get()).find("e = -179769313486231570"),
+            std::string::npos);
+  EXPECT_EQ(described(set_of({reinterpret_cast<const void*>(0x10)}, nullptr).get()),
+            "<CFBasicHash 0xP [0xP]>{type = immutable set, count = 1,\nentries =>\n"
+            "\t0 : <0x10>\n}\n");
+  EXPECT_TRUE(described(object_dictionary().get())
+                  .starts_with("<CFBasicHash 0xP [0xP]>{type = mutable dict, count = 0,\n"));
+  EXPECT_EQ(CFCopyDescription(nullptr), nullptr);
+}
+
+TEST(CFNumber, ConvertsAndTellsWhatWasLost) {
+  for (const std::vector<std::string>& line : table("values/converted.txt")) {
+    SCOPED_TRACE(line.at(0));
+    const std::vector<std::string> given = split(line.at(0), " as ");
+    const Owned<CFTypeRef> source = parse(given.at(0)).object;
+    const CFNumberType type = static_cast<CFNumberType>(std::stoi(given.at(1)));
+    std::int64_t value = 0;
+    const bool exact = CFNumberGetValue(static_cast<CFNumberRef>(source.get()), type, &value);
+    const Owned<CFNumberRef> converted = number(type, value);
+    EXPECT_EQ(converted == nullptr ? "no such type"
+                                   : (exact ? "exact " : "inexact ") + described(converted.get()),
+              line.at(1));
+  }
 }
 
 TEST(CFError, Texts) {
-  const CFStringRef debug_key = CFSTR("NSDebugDescription");
-  const struct {
-    Owned<CFMutableDictionaryRef> info;
-    std::string description;
-    std::string reason;
-    std::string shown;
-  } cases[] = {
-      {nullptr, "The operation couldn’t be completed. (D error 42.)", "(null)",
-       "\"The operation couldn’t be completed. (D error 42.)\""},
-      {user_info({{kCFErrorLocalizedFailureReasonKey, CFSTR("Broken.")}}),
-       "The operation couldn’t be completed. Broken.", "Broken.",
-       "\"The operation couldn’t be completed. Broken.\" "
-       "UserInfo={NSLocalizedFailureReason=Broken.}"},
-      {user_info({{kCFErrorLocalizedDescriptionKey, CFSTR("text")},
-                  {kCFErrorLocalizedFailureReasonKey, CFSTR("Broken.")}}),
-       "text", "Broken.",
-       "\"text\" UserInfo={NSLocalizedDescription=text, NSLocalizedFailureReason=Broken.}"},
-      {user_info({{debug_key, CFSTR("why")}, {CFSTR("n"), cf::integer(7).get()}}),
-       "The operation couldn’t be completed. (D error 42.)", "(null)",
-       "\"why\" UserInfo={NSDebugDescription=why, n=7}"},
-      {user_info({{kCFErrorLocalizedDescriptionKey, kCFNull}}),
-       "The operation couldn’t be completed. (D error 42.)", "(null)",
-       "\"The operation couldn’t be completed. (D error 42.)\" "
-       "UserInfo={NSLocalizedDescription=<CFNull 0xP [0xP]>}"},
-  };
-  for (const auto& test : cases) {
-    const Owned<CFErrorRef> error(
-        CFErrorCreate(kCFAllocatorDefault, CFSTR("D"), 42, test.info.get()));
-    const Owned<CFStringRef> description(CFErrorCopyDescription(error.get()));
-    const Owned<CFStringRef> reason(CFErrorCopyFailureReason(error.get()));
-    EXPECT_EQ(cf::text(description.get()), test.description);
-    EXPECT_EQ(cf::text(reason.get()), test.reason);
-    EXPECT_EQ(cf::described(error.get()), "Error Domain=D Code=42 " + test.shown);
+  for (const std::vector<std::string>& line : table("values/errors.txt")) {
+    SCOPED_TRACE(line.at(0));
+    const Owned<CFErrorRef> made = error(CFSTR("D"), 42, parse(line.at(0)).object.get());
+    const Owned<CFStringRef> description(CFErrorCopyDescription(made.get()));
+    const Owned<CFStringRef> reason(CFErrorCopyFailureReason(made.get()));
+    EXPECT_EQ(text(description.get()), line.at(1));
+    EXPECT_EQ(text(reason.get()), line.at(2));
+    EXPECT_EQ(described(made.get()), "Error Domain=D Code=42 " + line.at(3));
   }
 }
 
 TEST(CFError, KeepsItsOwnUserInfo) {
-  const Owned<CFStringRef> domain = string("domain");
-  const Owned<CFMutableDictionaryRef> info = user_info({{CFSTR("key"), CFSTR("value")}});
-  {
-    const Owned<CFErrorRef> error(CFErrorCreate(kCFAllocatorDefault, domain.get(), -1, info.get()));
-    const Owned<CFErrorRef> same(CFErrorCreate(kCFAllocatorDefault, domain.get(), -1, info.get()));
-    CFDictionarySetValue(info.get(), CFSTR("key"), kCFNull);
-    const Owned<CFDictionaryRef> kept(CFErrorCopyUserInfo(error.get()));
-    EXPECT_EQ(CFDictionaryGetValue(kept.get(), CFSTR("key")), CFSTR("value"));
-    EXPECT_EQ(CFErrorGetDomain(error.get()), domain.get());
-    EXPECT_TRUE(CFEqual(error.get(), same.get()));
-    EXPECT_EQ(CFHash(error.get()), CFHash(same.get()));
-    const Owned<CFErrorRef> other(CFErrorCreate(kCFAllocatorDefault, domain.get(), -1, info.get()));
-    EXPECT_FALSE(CFEqual(error.get(), other.get()));
-  }
-  const Owned<CFErrorRef> bare(CFErrorCreate(kCFAllocatorDefault, CFSTR("D"), 1, nullptr));
-  const Owned<CFDictionaryRef> empty(CFErrorCopyUserInfo(bare.get()));
+  const Owned<CFMutableDictionaryRef> info = object_dictionary({{CFSTR("key"), CFSTR("value")}});
+  const Owned<CFErrorRef> made = error(CFSTR("D"), 1, info.get());
+  CFDictionarySetValue(info.get(), CFSTR("key"), kCFNull);
+  const Owned<CFDictionaryRef> kept(CFErrorCopyUserInfo(made.get()));
+  EXPECT_EQ(CFDictionaryGetValue(kept.get(), CFSTR("key")), CFSTR("value"));
+  const Owned<CFDictionaryRef> empty(CFErrorCopyUserInfo(error(CFSTR("D"), 1).get()));
   EXPECT_EQ(CFDictionaryGetCount(empty.get()), 0);
 }
 
-TEST(CFData, CopiesOrRefers) {
-  std::array<UInt8, 30> bytes;
-  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<UInt8>(i * 7 + 1);
-  const Owned<CFDataRef> copy(CFDataCreate(kCFAllocatorDefault, bytes.data(), 3));
+TEST(CFData, RefersToBytesOnlyWhenItNeedNotFreeThem) {
+  const UInt8 bytes[] = {1, 2, 3};
   const Owned<CFDataRef> reference(
-      CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, bytes.data(), 3, kCFAllocatorNull));
-  EXPECT_EQ(CFDataGetBytePtr(reference.get()), bytes.data());
-  EXPECT_TRUE(CFEqual(copy.get(), reference.get()));
-  EXPECT_EQ(CFHash(copy.get()), CFHash(reference.get()));
-  EXPECT_EQ(cf::described(copy.get()),
-            "<CFData 0xP [0xP]>{length = 3, capacity = 3, bytes = 0x01080f}");
-  bytes[0] = 0;
-  EXPECT_FALSE(CFEqual(copy.get(), reference.get()));
-  EXPECT_EQ(CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, bytes.data(), 3, kCFAllocatorDefault),
-            nullptr);
-  const Owned<CFDataRef> at_limit(CFDataCreate(kCFAllocatorDefault, bytes.data(), 24));
-  EXPECT_EQ(cf::described(at_limit.get()).find(" ... "), std::string::npos);
-  const Owned<CFDataRef> past_limit(CFDataCreate(kCFAllocatorDefault, bytes.data(), 25));
-  EXPECT_EQ(cf::described(past_limit.get()),
-            "<CFData 0xP [0xP]>{length = 25, capacity = 25, bytes = "
-            "0x00080f161d242b323940474e555c636a ... 787f868d949ba2a9}");
-  const Owned<CFDataRef> empty(CFDataCreate(kCFAllocatorDefault, nullptr, 0));
-  EXPECT_EQ(CFDataGetLength(empty.get()), 0);
-}
-
-TEST(CFDate, EqualityAndDescription) {
-  const Owned<CFDateRef> date(CFDateCreate(kCFAllocatorDefault, 1.25));
-  const Owned<CFDateRef> same(CFDateCreate(kCFAllocatorDefault, 1.25));
-  const Owned<CFDateRef> zero(CFDateCreate(kCFAllocatorDefault, 0.0));
-  const Owned<CFDateRef> negative_zero(CFDateCreate(kCFAllocatorDefault, -0.0));
-  EXPECT_TRUE(CFEqual(date.get(), same.get()));
-  EXPECT_TRUE(CFEqual(zero.get(), negative_zero.get()));
-  EXPECT_EQ(CFHash(zero.get()), CFHash(negative_zero.get()));
-  EXPECT_FALSE(CFEqual(date.get(), zero.get()));
-  EXPECT_EQ(cf::described(date.get()), "<CFDate 0xP [0xP]>{time = 1.25}");
-  EXPECT_EQ(cf::described(zero.get()), "<CFDate 0xP [0xP]>{time = 0}");
-}
-
-TEST(Constants, Descriptions) {
-  EXPECT_EQ(cf::described(kCFBooleanFalse), "<CFBoolean 0xP [0xP]>{value = false}");
-  EXPECT_EQ(cf::described(kCFNull), "<CFNull 0xP [0xP]>");
-  EXPECT_EQ(cf::described(CFSTR("a\"b")), "<CFString 0xP [0xP]>{contents = \"a\"b\"}");
-  EXPECT_EQ(CFCopyDescription(nullptr), nullptr);
-  EXPECT_TRUE(CFBooleanGetValue(kCFBooleanTrue));
-  EXPECT_FALSE(CFBooleanGetValue(kCFBooleanFalse));
+      CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, kCFAllocatorNull));
+  EXPECT_EQ(CFDataGetBytePtr(reference.get()), bytes);
+  EXPECT_EQ(CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, kCFAllocatorDefault), nullptr);
 }
 
 }  // namespace
+}  // namespace cf::test
