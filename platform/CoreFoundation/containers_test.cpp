@@ -152,6 +152,13 @@ TEST(ContainersDeathTest, ProgrammingErrorsEndTheProcess) {
                "on an immutable array\n");
   EXPECT_DEATH(CFDictionarySetValue(as_mutable, kCFNull, kCFNull), "on an immutable dictionary\n");
   EXPECT_DEATH(CFDictionaryRemoveValue(as_mutable, kCFNull), "on an immutable dictionary\n");
+  EXPECT_DEATH(CFArrayCreate(nullptr, nullptr, -1, nullptr), "a negative count\n");
+  EXPECT_DEATH(CFDictionaryCreate(nullptr, nullptr, nullptr, -1, nullptr, nullptr),
+               "a negative count\n");
+  EXPECT_DEATH(CFSetCreate(nullptr, nullptr, -1, nullptr), "a negative count\n");
+  EXPECT_DEATH(CFDataCreate(nullptr, nullptr, -1), "a negative length\n");
+  EXPECT_DEATH(CFDataCreateWithBytesNoCopy(nullptr, nullptr, -1, kCFAllocatorNull),
+               "a negative length\n");
 }
 
 }  // namespace

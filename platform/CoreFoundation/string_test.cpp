@@ -10,33 +10,18 @@ namespace {
 
 using cf::Owned;
 using cf::string;
-using namespace std::string_view_literals;
 
 TEST(CFString, IsMadeOfValidBytesOnly) {
-  constexpr CFStringEncoding kUTF16 = 0x100;
-  const struct {
-    std::string_view bytes;
-    CFStringEncoding encoding;
-    bool is_external;
-    std::string_view expected;
-    CFIndex length;
-  } cases[] = {
-      {"", kCFStringEncodingUTF8, false, "", 0},
-      {"plain", kCFStringEncodingASCII, false, "plain", 5},
-      {"a\0b"sv, kCFStringEncodingUTF8, false, "a\0b"sv, 3},
-      {"é", kCFStringEncodingASCII, false, "(null)", -1},
-      {"é😀", kCFStringEncodingUTF8, false, "é😀", 3},
-      {"\xc3", kCFStringEncodingUTF8, false, "(null)", -1},
-      {"\ufeffx", kCFStringEncodingUTF8, true, "x", 1},
-      {"\ufeffx", kCFStringEncodingUTF8, false, "\ufeffx", 2},
-      {"x", kUTF16, false, "(null)", -1},
-  };
-  for (const auto& [bytes, encoding, is_external, expected, length] : cases) {
-    const UInt8* const begin = reinterpret_cast<const UInt8*>(bytes.data());
+  for (const std::vector<std::string>& line : cf::test::table("values/strings.txt")) {
+    const std::string bytes = cf::test::unescaped(line.at(0));
     const Owned<CFStringRef> made(CFStringCreateWithBytes(
-        nullptr, begin, static_cast<CFIndex>(bytes.size()), encoding, is_external));
-    EXPECT_EQ(cf::text(made.get()), expected);
-    EXPECT_EQ(made == nullptr ? -1 : CFStringGetLength(made.get()), length) << bytes;
+        nullptr, reinterpret_cast<const UInt8*>(bytes.data()), static_cast<CFIndex>(bytes.size()),
+        static_cast<CFStringEncoding>(std::stoul(line.at(1), nullptr, 0)),
+        line.at(2) == "outside"));
+    EXPECT_EQ(made == nullptr ? "none"
+                              : cf::text(made.get()) + " (" +
+                                    std::to_string(CFStringGetLength(made.get())) + ')',
+              cf::test::unescaped(line.at(3)));
   }
   EXPECT_EQ(CFStringCreateWithBytes(nullptr, nullptr, -1, kCFStringEncodingUTF8, false), nullptr);
   EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, "\xff", kCFStringEncodingUTF8), nullptr);

@@ -49,7 +49,7 @@ TEST(UTF8, IsWhatTheCLibraryTakesItFor) {
     ASSERT_EQ(cf::utf16_length(padded), units->size() + padded.size() - text.size()) << padded;
     valid.emplace_back(text, *units);
   }
-  ASSERT_GT(valid.size(), 100);
+  ASSERT_GT(valid.size(), 100U);
   for (const auto& [a, a_units] : valid)
     for (const auto& [b, b_units] : valid)
       ASSERT_EQ(sign(cf::compare_utf16(a, b)), sign(a_units.compare(b_units))) << a << ' ' << b;
