@@ -1,7 +1,7 @@
-#!/usr/bin/env python3
+#!/usr/bin/env -S umockdev-wrapper /usr/bin/python3
 """How long the program takes with twelve emulated USB devices, one of which hangs.
 
-bench/usb.py BUILD: a release build with its tests, for it holds the emulator.
+bench/usb.py BUILD: a release build.
 """
 
 import os
@@ -14,7 +14,6 @@ import time
 RUNS = 20
 BUILD = pathlib.Path(sys.argv[1]).resolve()
 os.environ["KORVRESTORE"] = str(BUILD / "korvrestore")
-os.environ["USB_EMULATOR"] = str(BUILD / "tests" / "usb" / "usb_emulator")
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests"))
 
 from usb.machine import INFO, Emulator  # noqa: E402: it reads the environment
@@ -22,14 +21,12 @@ from usb.machine import INFO, Emulator  # noqa: E402: it reads the environment
 
 def measure(emulator, name, arguments, without=0.0, runs=RUNS):
     """Prints the median and the longest time from start to exit, `without` what is waited for."""
-    environment = os.environ | emulator.environment
-    environment.pop("MOBILEDEVICE_SCENARIO", None)
     times = []
     for _ in range(runs):
         begin = time.monotonic()
         subprocess.run(
             [os.environ["KORVRESTORE"], *arguments],
-            env=environment,
+            env=emulator.environment,
             capture_output=True,
             check=True,
         )
@@ -41,7 +38,7 @@ def main():
     emulator = Emulator()
     for port in range(1, 13):
         emulator.add(f"1-{port}", ecid=f"{port:016X}")
-    emulator.fault("1-5", "", "hang", count=0)
+    emulator.fault("1-5", "", "hang", count=-1)
     measure(emulator, "--device-info of the last of twelve", [*INFO, f"{12:016X}"])
     one_second = ("--list-devices", "--detect-timeout", "1")
     measure(emulator, "--list-devices beyond its second", one_second, without=1.0, runs=RUNS // 4)

@@ -5,12 +5,13 @@ import pathlib
 import shutil
 
 from support.program import PROGRAM, error
-from usb.machine import ECID, EXIT_RECOVERY, INFO, STAY_IN_RECOVERY, UsbTest
+from support.scenario import ECID
+from usb.machine import EXIT_RECOVERY, INFO, STAY_IN_RECOVERY, UsbTest
 
-SUCCESS = [("CommandSuccess", True)]
 OPENING = ["open -> ok", "claim 0 -> ok"]
 SETENV_ON = "setenv auto-boot true"
 SETENV_OFF = "setenv auto-boot false"
+SAVING = [*OPENING, f"{SETENV_ON} -> ok", "saveenv -> ok"]
 
 TEXTS = {
     "stall": "The device refused the command; put it into Recovery again and retry",
@@ -28,11 +29,15 @@ class RecoveryTest(UsbTest):
         super().setUp()
         # A neighbour that answers nothing any more: it is never asked, and so delays nobody.
         self.usb.add("1-9", ecid="0000000000000099")
-        self.usb.fault("1-9", "", "hang", count=0)
+        self.usb.fault("1-9", "", "hang", count=-1)
         self.usb.add("1-1")
 
     def tearDown(self):
         self.assertEqual(self.usb.seen_by("1-9"), [])
+
+    def assert_succeeds(self, arguments, **options):
+        result = self.run_program(*arguments, ECID, **options)
+        self.assertEqual(result.messages, [("CommandSuccess", True)])
 
     def assert_refused(self, arguments, failure, text, **options):
         result = self.run_program(*arguments, ECID, status=6, **options)
@@ -43,35 +48,29 @@ class RecoveryTest(UsbTest):
         self.usb.seen.clear()
 
     def test_stays_in_recovery(self):
-        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
+        self.assert_succeeds(STAY_IN_RECOVERY)
         self.assert_seen(*OPENING, f"{SETENV_OFF} -> ok", "saveenv -> ok")
 
     def test_leaves_recovery_and_is_found_again(self):
         for returns_as in ("recovery", "dfu"):
-            self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
-            self.usb.wait_for("unplugged 1-1")
-            self.assert_seen(
-                *OPENING, f"{SETENV_ON} -> ok", "saveenv -> ok", *OPENING, "reboot -> ok"
-            )
+            self.assert_succeeds(EXIT_RECOVERY)
+            self.assert_seen(*SAVING, *OPENING, "reboot -> ok")
             self.usb.add("1-1", returns_as)
         [(_, value)] = self.run_program(*INFO, ECID).messages
         self.assertEqual(value["ProductID"], 0x1227)
 
     def test_stops_at_the_first_that_fails(self):
-        saved = [*OPENING, f"{SETENV_ON} -> ok", "saveenv -> ok", *OPENING]
+        actions = ("stall", "garble", "hang", "hang-and-leave")
         steps = {  # what comes before the command that fails
-            SETENV_ON: ("SetAutoBoot", OPENING),
-            "saveenv": ("SetAutoBoot", [*OPENING, f"{SETENV_ON} -> ok"]),
-            "reboot": ("Reboot", saved),
+            SETENV_ON: ("SetAutoBoot", OPENING, actions),
+            "saveenv": ("SetAutoBoot", SAVING[:-1], actions),
+            "reboot": ("Reboot", [*SAVING, *OPENING], actions[:-1]),
         }
-        for command, (failure, before) in steps.items():
-            for action in ("stall", "hang", "garble", "hang-and-leave"):
+        for command, (failure, before, actions) in steps.items():
+            for action in actions:
                 with self.subTest(command=command, action=action):
                     self.usb.fault("1-1", command, action)
-                    if (command, action) == ("reboot", "hang-and-leave"):
-                        self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
-                    else:
-                        self.assert_refused(EXIT_RECOVERY, failure, TEXTS[action])
+                    self.assert_refused(EXIT_RECOVERY, failure, TEXTS[action])
                     discarded = [f"{command} -> discarded"] if action == "hang" else []
                     self.assert_seen(*before, f"{command} -> {action}", *discarded)
                     if action == "hang-and-leave":
@@ -81,8 +80,8 @@ class RecoveryTest(UsbTest):
         for action in ("stall-and-leave", "garble-and-leave", "hang-and-leave"):
             with self.subTest(action):
                 self.usb.fault("1-1", "reboot", action)
-                self.assertEqual(self.run_program(*EXIT_RECOVERY, ECID).messages, SUCCESS)
-                self.usb.command("sync")
+                self.assert_succeeds(EXIT_RECOVERY)
+                self.assert_seen(*SAVING, *OPENING, f"reboot -> {action}")
                 self.usb.add("1-1")
 
     def test_holds_the_device_alone(self):
@@ -90,7 +89,7 @@ class RecoveryTest(UsbTest):
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["busy"])
         self.assert_seen("open -> ok", "claim 0 -> busy")
         self.usb.fault("1-1", "claim", "unconfigured")
-        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
+        self.assert_succeeds(STAY_IN_RECOVERY)
 
     def test_leaves_another_device_in_its_place_alone(self):
         swap = "swap CPID:8020 ECID:0000000000000022"
@@ -101,7 +100,7 @@ class RecoveryTest(UsbTest):
     def test_asks_who_it_is_if_sysfs_does_not_know(self):
         self.usb.remove("1-1")
         self.usb.add("1-1", sysfs=False)
-        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID).messages, SUCCESS)
+        self.assert_succeeds(STAY_IN_RECOVERY)
         self.assert_seen(
             *["open -> ok", "string:4 -> ok", "string:3 -> ok"],
             *["open -> ok", "string:4 -> ok", "claim 0 -> ok"],
@@ -119,4 +118,4 @@ class RecoveryTest(UsbTest):
         self.assertEqual(self.run_program(*INFO, ECID, **options).messages[0][0], "DeviceInfo")
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["no permission"], **options)
         self.usb.node("1-1").chmod(0o666)
-        self.assertEqual(self.run_program(*STAY_IN_RECOVERY, ECID, **options).messages, SUCCESS)
+        self.assert_succeeds(STAY_IN_RECOVERY, **options)

@@ -1,0 +1,276 @@
+"""Emulates USB devices for an unmodified program in another process, over umockdev: a /sys, a
+/dev/bus/usb and uevents, and the kernel's answers to usbfs ioctls. So a test goes through the real
+libusb.
+
+Debian has umockdev for its own Python only, /usr/bin/python3. It is started by umockdev-wrapper:
+the uevents come from libudev, which has to see the emulated /sys. One program at a time: umockdev
+names the socket for uevents by its descriptor number, so a second one would take the first one's.
+"""
+
+import collections
+import dataclasses
+import errno
+import os
+import pathlib
+import re
+import struct
+import subprocess
+import sys
+
+import gi
+
+from support.program import PROGRAM
+from support.scenario import ECID
+
+gi.require_version("UMockdev", "1.0")
+from gi.repository import GLib, UMockdev  # noqa: E402: of that version
+
+APPLE = 0x05AC
+CHIP = "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:{} IBFL:3C "
+RECOVERY_SERIAL = CHIP + "SRNM:[F2LXXXXXXXXX]"
+DFU_SERIAL = CHIP + "SRTG:[iBoot-3865.0.0.4.7]"
+Identity = collections.namedtuple("Identity", "vendor product serial name")
+DEVICES = {
+    "recovery": Identity(APPLE, 0x1281, RECOVERY_SERIAL, "Apple Mobile Device (Recovery Mode)"),
+    "dfu": Identity(APPLE, 0x1227, DFU_SERIAL, "Apple Mobile Device (DFU Mode)"),
+    "other": Identity(0x1234, 0x5678, "1234", "Keyboard"),
+    "hub": Identity(0x1D6B, 2, "", ""),
+}
+
+# USB 2.0, chapter 9
+SETUP = struct.Struct("<BBHHH")
+DEVICE_DESCRIPTOR = struct.Struct("<BBHBBBBHHHBBBB")
+MANUFACTURER, PRODUCT, SERIAL = 2, 3, 4  # indexes of strings
+# One configuration, and its one interface, which is of DFU's class and has no more endpoints.
+CONFIGURATION = bytes([9, 2, 18, 0, 1, 1, 0, 0xC0, 250, 9, 4, 0, 0, 0, 0, 0xFE, 1, 0, 0])
+
+# linux/usbdevice_fs.h
+SUBMIT, DISCARD, REAP, REAP_NOW, CLAIM, CAPABILITIES = 10, 11, 12, 13, 15, 26
+CAN = struct.pack("I", 1 | 2 | 16)  # zero packets, bulk continuation, reaping after disconnection
+CONTROL = 2
+URB = struct.Struct("BBiIPiiiiiIP")
+URB_STATUS, URB_BUFFER, URB_ACTUAL_LENGTH = 4, 16, 28
+
+
+def resolve(data, offset, size) -> UMockdev.IoctlData:
+    """What the pointer at `offset` points to, fetched from the program's memory."""
+    target = data.resolve(offset, size)
+    if target is None:  # as when the program has ended
+        raise OSError(errno.EFAULT, "no such memory")
+    return target
+
+
+class Device:
+    """A plugged device. One that comes back is another."""
+
+    def __init__(self, path, bus, number, identity, sysfs):
+        self.path = "/sys" + path
+        self.port = os.path.basename(path)
+        self.node = f"/dev/bus/usb/{bus:03}/{number:03}"
+        self.strings = {SERIAL: identity.serial, PRODUCT: identity.name}
+        self.gone = False
+        self.faults = []  # [beginning of an operation, what it meets, how many more times]
+        numbers = (18, 1, 0x200, 0, 0, 0, 64, identity.vendor, identity.product, 0)
+        descriptors = DEVICE_DESCRIPTOR.pack(*numbers, MANUFACTURER, PRODUCT, SERIAL, 1)
+        descriptors += CONFIGURATION
+        self.description = (
+            f"P: {path}\nN: {self.node[5:]}\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\n"
+            f"E: DEVNAME={self.node}\nA: bConfigurationValue=1\\n\nA: speed=480\\n\n"
+            f"A: busnum={bus}\\n\nA: devnum={number}\\n\nH: descriptors={descriptors.hex()}\n"
+        )
+        if sysfs:
+            self.description += f"A: serial={identity.serial}\\n\nA: product={identity.name}\\n\n"
+
+    def take_fault(self, operation) -> str:
+        """What the operation ends in."""
+        for fault in self.faults:
+            if operation.startswith(fault[0]) and fault[2] != 0:
+                fault[2] -= 1
+                return fault[1]
+        return "ok"
+
+    def control(self, transfer) -> tuple:
+        """The operation that a control transfer asks for, what it ends in, and the answer."""
+        kind, request, value, index, length = SETUP.unpack_from(transfer)
+        sent = transfer[SETUP.size :].decode("latin-1")
+        string = self.strings.get(value & 0xFF)
+        if (kind, request, value >> 8, index) == (0x80, 6, 3, 0x0409) and string is not None:
+            operation = f"string:{value & 0xFF}"
+            answer = bytes([2 * len(string) + 2, 3]) + string.encode("utf-16-le")
+        elif (kind, request, value, index) == (0x40, 0, 0, 0) and sent.endswith("\0"):
+            operation, answer = sent[:-1], b""
+        else:
+            return f"control {transfer.hex()}", "stall", b""
+        return operation, self.take_fault(operation), answer[:length]
+
+
+@dataclasses.dataclass
+class Urb:
+    """A request to transfer that was submitted and not yet reaped. The reference to `data`, the
+    program's usbdevfs_urb, keeps its address in the program from being matched to another."""
+
+    client: UMockdev.IoctlClient
+    data: UMockdev.IoctlData
+    buffer: UMockdev.IoctlData
+    operation: str
+    hangs: bool  # until it is discarded or the device leaves
+    status: int = 0  # or a negative errno value
+    transferred: int = 0
+    answer: bytes = b""
+
+
+class Emulator:
+    """The emulated machine. umockdev answers ioctls on a thread of its own, which also takes those
+    devices away that leave as they are spoken to: don't plug others in meanwhile."""
+
+    def __init__(self):
+        os.umask(0)  # other users may use the nodes and the sockets
+        self.testbed = UMockdev.Testbed.new()
+        if not UMockdev.in_mock_environment():
+            raise RuntimeError("start this with umockdev-wrapper")
+        self.root = pathlib.Path(self.testbed.get_root_dir())
+        self.root.chmod(0o777)
+        self.handler = UMockdev.IoctlBase.new()
+        self.handler.connect("handle-ioctl", self._on_ioctl)
+        self.seen = []  # "PORT OPERATION -> RESULT": what the devices saw
+        self.by_port = {}
+        self.by_node = {}  # also those that have left
+        self.last_number = collections.Counter()  # of each bus
+        self.urbs = []  # those of ended programs stay
+
+        ldd = subprocess.run(["ldd", PROGRAM], capture_output=True, text=True, check=True)
+        # A sanitizer's runtime wants to be the first library of all.
+        libraries = re.findall(r"=> (\S*/lib[at]san\.so\S*)", ldd.stdout)
+        preload = " ".join([*libraries, "libumockdev-preload.so.0"])
+        self.environment = os.environ | {"UMOCKDEV_DIR": str(self.root), "LD_PRELOAD": preload}
+        self.environment.pop("MOBILEDEVICE_SCENARIO", None)
+
+    def close(self):
+        del self.handler, self.testbed  # which removes what it made
+
+    def add(self, port, kind="recovery", ecid=ECID, sysfs=True, **changes):
+        """Plugs in one of DEVICES, with its `changes`. `port` is its name in sysfs: 1-1, 1-2.3.
+        `sysfs`: the strings are there, too."""
+        bus, *hubs = [port[: match.start()] for match in re.finditer("[-.]", port)]
+        path = "/devices/pci0000:00/0000:00:14.0"
+        for hub in (f"usb{bus}", *hubs):  # without them libusb finds no port numbers
+            path += "/" + hub
+            if hub not in self.by_port:
+                self._plug(path, int(bus), DEVICES["hub"], sysfs=False)
+        identity = DEVICES[kind]._replace(**changes)
+        identity = identity._replace(serial=identity.serial.format(ecid))
+        self._plug(f"{path}/{port}", int(bus), identity, sysfs)
+
+    def _plug(self, path, bus, identity, sysfs):
+        self.last_number[bus] += 1
+        device = Device(path, bus, self.last_number[bus], identity, sysfs)
+        self.by_port[device.port] = self.by_node[device.node] = device
+        self.testbed.attach_ioctl(device.node, self.handler)
+        self.testbed.add_from_string(device.description)  # which sends the uevent, too
+
+    def remove(self, port):
+        device = self.by_port.pop(port)
+        device.gone = True
+        self.testbed.uevent(device.path, "remove")
+        self.testbed.remove_device(device.path)
+
+    def fault(self, port, operation, action, count=1):
+        """The next `count` operations (-1: all) that begin so end in `action`: stall, hang, garble
+        (a protocol error), each perhaps with -and-leave (the device is unplugged meanwhile); busy
+        or unconfigured for "claim"; "swap SERIAL" for "open": another device has taken its place
+        and no one was told."""
+        self.by_port[port].faults.append([operation, action, count])
+
+    def node(self, port) -> pathlib.Path:
+        return self.root / self.by_port[port].node[1:]
+
+    def seen_by(self, port) -> list:
+        return [line.removeprefix(port + " ") for line in self.seen if line.startswith(port + " ")]
+
+    def _saw(self, device, operation, result):
+        self.seen.append(f"{device.port} {operation} -> {result}")
+
+    def _on_ioctl(self, _, client) -> bool:
+        try:
+            error = self._answer(self.by_node[client.get_devnode()], client, client.get_arg())
+        except (GLib.Error, OSError):
+            error = errno.EFAULT
+        client.complete(-1 if error else 0, error)
+        return True
+
+    def _answer(self, device, client, argument) -> int:
+        """0 or an errno value."""
+        request = client.get_request() & 0xFF
+        # These are answered also when the device has left.
+        if request in (REAP, REAP_NOW):
+            return self._reap(device, client, argument)
+        if request == DISCARD:
+            return self._discard(device, client, argument)
+        if device.gone:
+            return errno.ENODEV
+        if request == CAPABILITIES:  # libusb asks for them as it opens a device, and only then
+            return self._open(device, argument)
+        if request == CLAIM:
+            return self._claim(device, argument)
+        if request == SUBMIT:
+            return self._submit(device, client, argument)
+        self._saw(device, f"ioctl {request}", "ENOTTY")
+        return errno.ENOTTY
+
+    def _open(self, device, argument) -> int:
+        flags = resolve(argument, 0, len(CAN))
+        result = device.take_fault("open")
+        if result.startswith("swap "):
+            self.testbed.set_attribute(device.path, "serial", result.removeprefix("swap "))
+        self._saw(device, "open", result)
+        flags.update(0, CAN)
+        return 0
+
+    def _claim(self, device, argument) -> int:
+        number = int.from_bytes(resolve(argument, 0, 4).retrieve(), sys.byteorder)
+        result = device.take_fault(f"claim {number}")
+        self._saw(device, f"claim {number}", result)
+        return {"ok": 0, "busy": errno.EBUSY, "unconfigured": errno.ENOENT}[result]
+
+    def _submit(self, device, client, argument) -> int:
+        data = resolve(argument, 0, URB.size)
+        kind, _, _, _, _, size, *_ = URB.unpack(bytes(data.retrieve()))
+        if kind != CONTROL or size < SETUP.size:
+            return errno.EINVAL
+        buffer = resolve(data, URB_BUFFER, size)
+        transfer = bytes(buffer.retrieve())
+        operation, result, answer = device.control(transfer)
+        self._saw(device, operation, result)
+        urb = Urb(client, data, buffer, operation, hangs=result.startswith("hang"))
+        if result == "ok":
+            urb.answer = answer
+            urb.transferred = len(answer) if transfer[0] & 0x80 else size - SETUP.size
+        else:
+            urb.status = -errno.EPROTO if result.startswith("garble") else -errno.EPIPE
+        self.urbs.append(urb)
+        if result.endswith("-and-leave") or (operation, result) == ("reboot", "ok"):
+            self.remove(device.port)
+        return 0
+
+    def _reap(self, device, client, argument) -> int:
+        of_client = [urb for urb in self.urbs if urb.client == client]
+        done = next((urb for urb in of_client if device.gone or not urb.hangs), None)
+        if done is None:
+            return errno.ENODEV if device.gone else errno.EAGAIN
+        pointer = resolve(argument, 0, struct.calcsize("P"))
+        status = -errno.ESHUTDOWN if done.hangs else done.status
+        done.data.update(URB_STATUS, struct.pack("i", status))
+        done.data.update(URB_ACTUAL_LENGTH, struct.pack("i", done.transferred))
+        done.buffer.update(SETUP.size, done.answer)
+        pointer.set_ptr(0, done.data)
+        self.urbs.remove(done)
+        return 0
+
+    def _discard(self, device, client, argument) -> int:
+        address = int.from_bytes(argument.retrieve(), sys.byteorder)
+        for urb in self.urbs:
+            if urb.client == client and urb.data.client_addr == address:
+                urb.hangs, urb.status = False, -errno.ENOENT
+                self._saw(device, urb.operation, "discarded")
+                return 0
+        return errno.EINVAL
