@@ -1,14 +1,13 @@
-"""--amr-logfile: what is in the file, and what happens without one."""
+"""--amr-logfile: what is in the file."""
 
 import re
 import stat
 import unittest
 
 from support.program import FOUND, PROGRAM, ProgramTest
-from support.scenario import ECID, device
+from support.scenario import ECID, THE_END, device
 
-# A time, the ECID, the call and its result.
-ENTRY = re.compile(rf"\S+Z {ECID} (\S+): (-?\d+)")
+AUTO_BOOT, REBOOT = "AMRecoveryModeDeviceSetAutoBoot(true)", "AMRecoveryModeDeviceReboot()"
 
 
 class LogFileTest(ProgramTest):
@@ -17,54 +16,25 @@ class LogFileTest(ProgramTest):
         self.log = self.directory / "restore.log"
         self.logging = ("--amr-logfile", str(self.log))
 
-    def entries(self, lines):
-        matches = [ENTRY.fullmatch(line) for line in lines]
-        self.assertTrue(all(matches), lines)
-        return [(match[1], int(match[2])) for match in matches]
-
-    def test_new_file_and_then_the_same(self):
-        line = ("--exit-recovery", "--ecid", ECID, *FOUND, *self.logging)
+    def test_command_line_and_then_the_calls_of_each_run(self):
+        target = ("--ecid", ECID, *FOUND, *self.logging)
+        line = ("--exit-recovery", *target)
         self.run_program(*line, devices=[device()], umask=0o022)
-        first, *lines = self.log.read_text().splitlines()
-        self.assertEqual(first, " ".join((PROGRAM, *line)))
         self.assertEqual(stat.S_IMODE(self.log.stat().st_mode), 0o644)
-        calls = self.entries(lines)
-        self.assertEqual([result for _, result in calls], [0] * len(calls))
-        self.assertIn("SetAutoBoot", calls[-2][0])
-        self.assertIn("Reboot", calls[-1][0])
-
-        before = self.log.read_text()
         self.run_program(*line, devices=[device(SetAutoBootError=21)], status=6)
-        content = self.log.read_text()
-        self.assertTrue(content.startswith(before))
-        added = self.entries(content[len(before) :].splitlines())
-        self.assertEqual(added[-1], (calls[-2][0], 21))
+        self.run_program("--restore", "x", *target, devices=[device(Restore=[THE_END])])
+        time = r"(?m)^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z"
+        first, *entries = re.sub(time, "TIME", self.log.read_text()).splitlines()
+        self.assertEqual(first, " ".join((PROGRAM, *line)))
+        calls = [(AUTO_BOOT, 0), (REBOOT, 0), (AUTO_BOOT, 21), ("AMRestorableDeviceRestore()", 0)]
+        self.assertEqual(entries, [f"TIME {ECID} {call}: {result}" for call, result in calls])
 
-    def test_the_command_line_stands_in_the_log_of_a_refused_command(self):
-        arguments = ("--erase", "--ecid", "a  b", *self.logging, "")
-        self.run_program(*arguments[:-1], status=2)
-        self.assertEqual(self.log.read_text(), " ".join((PROGRAM, *arguments[:-1])) + "\n")
-
-    def test_no_log_of_a_line_that_was_not_parsed(self):
+    def test_a_line_that_was_parsed_stands_there_if_it_is_refused(self):
         self.run_program(*self.logging, "--foo", status=3)
         self.assertFalse(self.log.exists())
-
-    def test_failure_is_only_a_debug_line(self):
-        list_devices = ("--list-devices", "--detect-timeout", "0", "--debug", "--amr-logfile")
-        scenario = {"FileLoggingError": 21, "ErrorTexts": {"21": "Disk full"}}
-        impossible = str(self.directory / "no directory" / "log")
-        for path, run, failure in [
-            (str(self.log), {"scenario": scenario}, r"21: .*\bDisk full\b.*"),
-            (impossible, {}, r"[1-9]\d*: .+"),
-            ("", {}, r"[1-9]\d*: .+"),
-        ]:
-            result = self.run_program(*list_devices, path, **run)
-            self.assertEqual(result.messages, [("DeviceList", [])])
-            speaker = "device_notifier_state: "
-            said, enabling, failed = result.debug_lines(speaker)
-            self.assertEqual(enabling, f"{speaker}AMRestoreEnableFileLogging({path})")
-            pattern = rf"{speaker}AMRestoreEnableFileLogging failed \({failure}\)"
-            self.assertRegex(failed, f"^{pattern}$")
+        arguments = ("--erase", "--ecid", "a  b", *self.logging)
+        self.run_program(*arguments, status=2)
+        self.assertEqual(self.log.read_text(), " ".join((PROGRAM, *arguments)) + "\n")
 
 
 if __name__ == "__main__":
