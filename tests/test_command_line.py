@@ -1,7 +1,5 @@
 """What every command line comes to: message, code, reason and exit status."""
 
-import unittest
-
 from support.cases import TESTDATA, CasesTest
 
 HELP = (TESTDATA / "help.txt").read_text()
@@ -21,7 +19,3 @@ class CommandLineTest(CasesTest):
         for others in ([], ["--debug-dump"], ["--debug", "--ecid", "zz", "--erase"]):
             result = self.run_program("--help", *others)
             self.assertEqual((result.messages, result.stderr.split()), ([], HELP.split()))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -1,7 +1,6 @@
 """The commands that look at devices and those for devices in Recovery."""
 
 import random
-import unittest
 
 from support.cases import CasesTest
 from support.program import FOUND
@@ -13,10 +12,9 @@ class CommandsTest(CasesTest):
         self.play_all("commands.toml")
 
     def test_five_hundred_sorted_as_unsigned_numbers(self):
-        numbers = {1, 255, 256, 2**63 - 1, 2**63, 2**64 - 1}
         source = random.Random(1)
-        while len(numbers) < 500:
-            numbers.add(source.getrandbits(64))
+        numbers = {1, 255, 256, 2**63 - 1, 2**63, 2**64 - 1}
+        numbers |= {source.getrandbits(64) for _ in range(494)}
         expected = [f"{number:016X}" for number in sorted(numbers)]
         states = ["Unknown", "DFU", "Recovery", "RestoreOS", 7]
         devices = [device(ecid, states[i % 5]) for i, ecid in enumerate(expected)]
@@ -44,7 +42,3 @@ class CommandsTest(CasesTest):
             result = self.run_program(*line, "--detect-timeout", "0", **run)
             expected = "DeviceInfo" if result.status == 0 else "InternalError"
             self.assertEqual([kind for kind, _ in result.messages], [expected])
-
-
-if __name__ == "__main__":
-    unittest.main()

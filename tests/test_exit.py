@@ -1,7 +1,6 @@
 """The process ends, at once and with the right status, every time."""
 
 import concurrent.futures
-import unittest
 
 from support.program import FOUND, ProgramTest, error
 from support.scenario import ECID, device, report
@@ -13,10 +12,8 @@ AT_ONCE = 3
 class ExitTest(ProgramTest):
     def test_hundreds_of_runs(self):
         coming_and_going = [{"After": 0.0005 * i, "Type": i % 2} for i in range(61)]
-        busy = device(
-            Notifications=coming_and_going,
-            Restore=[report(9, 50) for _ in range(200)] + [report(4, 1, After=1000)],
-        )
+        script = [report(9, 50)] * 200 + [report(4, 1, After=1000)]
+        busy = device(Notifications=coming_and_going, Restore=script)
         target = ("--ecid", ECID, *FOUND)
         restore = ("--restore", "/any", *target)
         timed_out = error(7, "Aborting, restore did not complete in 0 seconds")
@@ -38,7 +35,3 @@ class ExitTest(ProgramTest):
             jobs = [pool.submit(run, *each) for each in runs * ROUNDS]
         for job in jobs:
             job.result()
-
-
-if __name__ == "__main__":
-    unittest.main()

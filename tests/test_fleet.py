@@ -1,6 +1,6 @@
 """examples/fleet: devices on several hosts, and all that may break."""
 
-import errno
+import contextlib
 import os
 import pathlib
 import re
@@ -28,11 +28,8 @@ exec {PROGRAM} "$@"
 
 def writer(fifo):
     """None while nobody reads there."""
-    try:
+    with contextlib.suppress(OSError):
         return open(os.open(fifo, os.O_WRONLY | os.O_NONBLOCK), "w")
-    except OSError as error:
-        if error.errno != errno.ENXIO:
-            raise
 
 
 @unittest.skipUnless(
@@ -78,10 +75,10 @@ class FleetTest(ProgramTest):
             time.sleep(0.02)
         return result
 
-    def says(self, text, name):
-        """Whether a file of the run's holds the text."""
+    def wait_until_said(self, desk, text, name) -> None:
+        """In a file of the run's."""
         file = self.folder / name
-        return lambda: file.exists() and text in file.read_text()
+        self.wait_for(desk, lambda: file.exists() and text in file.read_text())
 
     def test_refusals(self):
         """Nothing is begun, on any host."""
@@ -94,7 +91,7 @@ class FleetTest(ProgramTest):
             (f"{QUICK} b", {"run": "1", "jobs.tsv": f"bench1\t{QUICK}\ta\n"}, "begun with a"),
         ]:
             (self.directory / "table").write_text(table)
-            self.folder.mkdir(exist_ok=True)
+            self.folder.mkdir()
             for name, content in kept.items():
                 (self.folder / name).write_text(content)
             _, stderr = (desk := self.start_fleet()).communicate(timeout=PATIENCE)
@@ -105,15 +102,9 @@ class FleetTest(ProgramTest):
     def test_no_device_is_restored_twice(self):
         """A connection that hangs, a desk that is switched off, a host that dies and comes back."""
         failed = report(0, 100, "Failed", Error={"Description": "No"})
-        first = self.host(
-            1,
-            [
-                device(QUICK, Restore=[THE_END]),
-                device(FAILING, Restore=[failed]),
-                device(HELD, Restore=[report(5, 40), THE_END]),
-            ],
-        )
+        restores = {QUICK: [THE_END], FAILING: [failed], HELD: [report(5, 40), THE_END]}
         forever = [report(5, 40), THE_END | {"After": 3600}]
+        first = self.host(1, [device(ecid, Restore=script) for ecid, script in restores.items()])
         second = self.host(2, [device(ENDLESS, Restore=forever)])
         (self.directory / "hosts").write_text("# two rooms\nbench1\nbench2\n")
         fifo = self.directory / "hold it"
@@ -124,13 +115,13 @@ class FleetTest(ProgramTest):
         desk = self.start_fleet()
         held = self.wait_for(desk, lambda: writer(fifo))  # its restore has begun
         first.hang()
-        self.wait_for(desk, self.says("not responding", f"{HELD}.log"))
-        self.wait_for(desk, self.says("<integer>40<", f"{ENDLESS}.messages"))
+        self.wait_until_said(desk, "not responding", f"{HELD}.log")
+        self.wait_until_said(desk, "<integer>40<", f"{ENDLESS}.messages")
         cut_power(desk)
         desk = self.start_fleet()
         held.write("go on\n")
         held.close()
-        self.wait_for(desk, self.says("exit status 0", f"{HELD}.end"))
+        self.wait_until_said(desk, "exit status 0", f"{HELD}.end")
         second.cut_power()
         results = {
             QUICK: ("bench1", "restored"),
@@ -150,7 +141,3 @@ class FleetTest(ProgramTest):
         self.assertEqual((self.folder / f"{ENDLESS}.messages").read_text().count("</plist>"), 1)
         begun = [(host.home / "begun").read_text().split() for host in (first, second)]
         self.assertEqual([sorted(ecids) for ecids in begun], [[QUICK, FAILING, HELD], [ENDLESS]])
-
-
-if __name__ == "__main__":
-    unittest.main()

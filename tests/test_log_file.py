@@ -2,7 +2,6 @@
 
 import re
 import stat
-import unittest
 
 from support.program import FOUND, PROGRAM, ProgramTest
 from support.scenario import ECID, THE_END, device
@@ -35,7 +34,3 @@ class LogFileTest(ProgramTest):
         arguments = ("--erase", "--ecid", "a  b", *self.logging)
         self.run_program(*arguments, status=2)
         self.assertEqual(self.log.read_text(), " ".join((PROGRAM, *arguments)) + "\n")
-
-
-if __name__ == "__main__":
-    unittest.main()

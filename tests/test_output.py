@@ -1,10 +1,11 @@
 """The output channel: where messages go, in what order, and what ends it."""
 
+import fcntl
 import os
 import signal
 import unittest
 
-from support.pipe import SmallPipe
+from support.messages import messages
 from support.program import FOUND, ProgramTest, error
 from support.scenario import ECID, THE_END, device, report
 
@@ -16,6 +17,31 @@ ABORTED = -signal.SIGABRT
 def burst(count):
     script = [report(77, 50, Sequence=number, Text="x" * 20) for number in range(count)]
     return [device(Restore=[*script, THE_END])]
+
+
+class SmallPipe:
+    """Holds one page, or 64 KiB where the system doesn't let itself be told (macOS), so that the
+    program waits for its reader before it goes on."""
+
+    def __init__(self, blocking=True):
+        self.reader, self.writer = os.pipe()
+        if hasattr(fcntl, "F_SETPIPE_SZ"):
+            fcntl.fcntl(self.reader, fcntl.F_SETPIPE_SZ, 4096)
+        os.set_blocking(self.writer, blocking)
+        self.option = ("--output-pipe", str(self.writer))
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        os.close(self.reader)
+
+    def started(self) -> None:
+        """The program has its own copy of the writing end."""
+        os.close(self.writer)
+
+    def messages(self, chunk=1000):
+        return messages(lambda: os.read(self.reader, chunk))
 
 
 class OutputTest(ProgramTest):
@@ -81,7 +107,3 @@ class OutputTest(ProgramTest):
             option = ("--output-pipe", str(full.fileno()))
             result = self.run_program(*LIST, *option, pass_fds=[full.fileno()], status=ABORTED)
         self.assertIn("write: No space left on device", result.stderr)
-
-
-if __name__ == "__main__":
-    unittest.main()

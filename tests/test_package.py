@@ -50,7 +50,3 @@ class PackageTest(unittest.TestCase):
         manual = gzip.open(share / "man/man1/korvrestore.1.gz", "rt").read()
         self.assertIn(f'"korvrestore {version}"', manual)
         self.assertNotIn("@", manual)
-
-
-if __name__ == "__main__":
-    unittest.main()

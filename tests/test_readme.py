@@ -48,7 +48,3 @@ class ReadmeTest(unittest.TestCase):
         said = as_on_a_terminal(run.stdout)  # the commands too, for bash has the option -v
         self.assertEqual(said, COMMAND.sub(r"\1", shown))
         self.assertEqual(left, {"build", "examples"}, "files that git doesn't ignore")
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -7,7 +7,7 @@ import zipfile
 
 from support.cases import CasesTest
 from support.ipsw import BOARD, CHIP, IMAGE, identity, ipsw, manifest
-from support.plist import with_nulls
+from support.plist import NULL, with_nulls
 from support.program import FOUND
 from support.scenario import ECID, THE_END, device, report
 
@@ -51,7 +51,7 @@ class BundleTest(CasesTest):
 
     def test_erase_chooses_the_identity(self):
         """The one to erase by can't be written, and the failure says where it would have stood."""
-        self.ipsw.write_bytes(ipsw(manifest(identity("Update"), identity("Erase", Null=None))))
+        self.ipsw.write_bytes(ipsw(manifest(identity("Update"), identity("Erase", Null=NULL))))
         self.assertEqual(self.reports(devices=[self.device])[-1], THE_END)
         failure = self.reports("--erase", devices=[self.device])[-1]["Error"]["Description"]
         self.assertRegex(failure, "/korvrestore[.][0-9a-f]{6}/PRB/1/BuildManifest.plist: ")
@@ -60,7 +60,8 @@ class BundleTest(CasesTest):
         stored, deflated = ipsw(), ipsw(compression=zipfile.ZIP_DEFLATED)
         less, size, more = (struct.pack("<I", len(IMAGE) + extra) for extra in (-1, 0, 1))
         local, entry, end = b"PK\3\4", b"PK\1\2", b"PK\5\6"
-        other = "BuildManifest.plist has no identity for ChipID 0x8020, BoardID 0xE"
+        file, image = "BuildManifest.plist", "Firmware/system.dmg"
+        other = f"{file} has no identity for ChipID 0x8020, BoardID 0xE"
         for content, code, why in [
             (b"", 3, "not a zip archive"),
             (stored[: len(stored) // 2], 3, "not a zip archive"),
@@ -68,23 +69,15 @@ class BundleTest(CasesTest):
             (patched(stored, end, 12, b"\0"), 3, "the list of its entries is damaged"),
             (patched(stored, entry, 0, b"X"), 3, "the list of its entries is damaged"),
             (patched(stored, entry, 30, b"\xff\xff"), 3, "the archive ends too early"),
-            (patched(stored, entry, 8, b"\1"), 3, "BuildManifest.plist: is encrypted"),
-            (
-                patched(stored, entry, 10, b"\7"),
-                3,
-                "BuildManifest.plist: neither stored nor deflated",
-            ),
-            (patched(stored, local, 0, b"X"), 3, "BuildManifest.plist: damaged"),
-            (stored.replace(IMAGE, IMAGE[::-1]), 3, "Firmware/system.dmg: CRC error"),
-            (deflated.replace(size, more), 3, "Firmware/system.dmg: shorter than its entry says"),
-            (deflated.replace(size, less), 3, "Firmware/system.dmg: longer than its entry says"),
-            (ipsw(None), 4, "holds no BuildManifest.plist"),
-            (ipsw(b"<plist>"), 4, "BuildManifest.plist: not a property list"),
-            (
-                ipsw(b"<plist><array/></plist>"),
-                4,
-                "BuildManifest.plist has no array BuildIdentities",
-            ),
+            (patched(stored, entry, 8, b"\1"), 3, f"{file}: is encrypted"),
+            (patched(stored, entry, 10, b"\7"), 3, f"{file}: neither stored nor deflated"),
+            (patched(stored, local, 0, b"X"), 3, f"{file}: damaged"),
+            (stored.replace(IMAGE, IMAGE[::-1]), 3, f"{image}: CRC error"),
+            (deflated.replace(size, more), 3, f"{image}: shorter than its entry says"),
+            (deflated.replace(size, less), 3, f"{image}: longer than its entry says"),
+            (ipsw(None), 4, f"holds no {file}"),
+            (ipsw(b"<plist>"), 4, f"{file}: not a property list"),
+            (ipsw(b"<plist><array/></plist>"), 4, f"{file} has no array BuildIdentities"),
             (ipsw(manifest(identity("Update", CHIP + 1))), 5, other),
             (ipsw(manifest(identity("Update", board=BOARD + 1))), 5, other),
             (ipsw(manifest(identity("Update", board="0xZ"))), 5, other),
@@ -112,32 +105,27 @@ class ScriptTest(CasesTest):
 
     def test_values_that_xml_cannot_hold(self):
         """Nulls are dropped at every level, control characters become U+FFFD."""
-        odd = {"Null": None, "List": [1, None, {"Null": None}], "Text": "a\x00b\x1b</plist>\n\n"}
+        odd = {"Null": NULL, "List": [1, NULL, {"Null": NULL}], "Text": "a\x00b\x1b</plist>\n\n"}
         script = [THE_END | odd | {"Bytes": b"\x00"}]
         line = ("--restore", "/any", "--ecid", ECID, *FOUND)
         scenario = with_nulls({"Devices": [device(Restore=script)]})
         text = "a\ufffdb\ufffd</plist>\n\n"
         expected = THE_END | {"List": [1, {}], "Text": text, "Bytes": b"\x00"}
-        self.assertEqual(
-            self.run_program(*line, scenario=scenario).messages, [("RestoreStatus", expected)]
-        )
+        messages = self.run_program(*line, scenario=scenario).messages
+        self.assertEqual(messages, [("RestoreStatus", expected)])
 
     def test_ends_that_are_said_again(self):
         """The second end may come while the session goes or after it has gone."""
         entered = "enter restore mode complete"
-        for options, script, notice in [
-            ((), [THE_END] * 50, "restore complete"),
-            (("--enter-restore-mode",), [report(9, p) for p in range(50)], entered),
-            (("--enter-restore-mode",), [report(9, 5), THE_END, THE_END], entered),
-            (("--enter-restore-mode",), [THE_END, report(9, 5)], "restore complete"),
+        line = ("--restore", "/any", "--ecid", ECID, *FOUND, "--debug", "--enter-restore-mode")
+        for script, notice in [
+            ([THE_END] * 50, "restore complete"),
+            ([report(9, p) for p in range(50)], entered),
+            ([report(9, 5), THE_END, THE_END], entered),
+            ([THE_END, report(9, 5)], "restore complete"),
         ]:
-            line = ("--restore", "/any", "--ecid", ECID, *FOUND, "--debug", *options)
             result = self.run_program(*line, devices=[device(Restore=script)])
             self.assertEqual(result.messages[0][1]["Operation"], script[0]["Operation"])
             self.assertLessEqual(len(result.messages), len(script))
             notices = result.debug_lines("restoreCallback: Notifying")
             self.assertEqual(notices[0], f"restoreCallback: Notifying {notice}")
-
-
-if __name__ == "__main__":
-    unittest.main()

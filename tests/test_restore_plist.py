@@ -3,7 +3,6 @@
 import fcntl
 import os
 import plistlib
-import unittest
 
 from support.cases import CasesTest
 from support.ipsw import BOARD, CHIP, identity, ipsw, manifest
@@ -15,7 +14,6 @@ AS_ANYBODY = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 NEST = 100_000
 ENTITIES = "".join(f'<!ENTITY e{n} "&e{n - 1};&e{n - 1};">' for n in range(1, 64))
 INVALID = [
-    plistlib.dumps(["an array"]),
     plistlib.dumps("a string", fmt=plistlib.FMT_BINARY),
     b"\x00\xff\xfe",
     # What was made to do harm.
@@ -45,15 +43,10 @@ class RestorePlistTest(CasesTest):
     def test_identity_is_personalized_from_a_file_of_any_format(self):
         by_text, by_number = identity("Update"), identity("Erase", CHIP, BOARD)
         other = identity("Erase", CHIP + 1, BOARD)
-        bundle, personalized = (
-            self.directory / "firmware.ipsw",
-            self.directory / "personal" / "ized",
-        )
+        bundle, personalized = self.directory / "firmware.ipsw", self.directory / "two" / "deep"
         bundle.write_bytes(ipsw(manifest("stray", other, by_text, by_number)))
-        options = {
-            "RestoreBundlePath": str(bundle),
-            "PersonalizedRestoreBundlePath": str(personalized),
-        }
+        paths = {"RestoreBundlePath": bundle, "PersonalizedRestoreBundlePath": personalized}
+        options = {key: str(path) for key, path in paths.items()}
         erase = options | {"AuthInstallRestoreBehavior": "Erase"}
         update = options | {"AuthInstallRestoreBehavior": "Update"}
         openstep = "{" + "".join(f'"{key}" = "{value}"; ' for key, value in erase.items()) + "}"
@@ -99,7 +92,3 @@ class RestorePlistTest(CasesTest):
             self.assert_unusable("open_and_assign: Could not obtain file lock")
             fcntl.flock(file, fcntl.LOCK_SH)
             self.run_program(*self.line, devices=[device(Restore=[THE_END])])
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -8,10 +8,8 @@ import shlex
 import signal
 import subprocess
 import sys
-import unittest
 
-from support.ipsw import write_ipsw
-from support.program import ProgramTest
+from support.cases import CasesTest
 from support.scenario import ECID
 
 ROOT = pathlib.Path(__file__).parent.parent
@@ -21,9 +19,8 @@ AT_ONCE = 3  # few, so that the times in the scenarios hold on a busy machine
 
 def rows() -> list:
     """File, options, what comes and status, as the table has them."""
-    [section] = re.findall(
-        "(?s)\n## Scenarios to start from\n(.*?)\n## ", (ROOT / "docs/scenario.md").read_text()
-    )
+    text = (ROOT / "docs/scenario.md").read_text()
+    [section] = re.findall("(?s)\n## Scenarios to start from\n(.*?)\n## ", text)
     lines = [line for line in section.splitlines() if line.startswith("| `")]
     return [[cell.strip() for cell in line.split("|")[1:5]] for line in lines]
 
@@ -44,9 +41,9 @@ def up_to_the_end(messages):
 
 def described(messages, like: str) -> str:
     """The messages in the words of the table, with the values that the text `like` shows."""
-    items, models = [], like.split("; ")
+    items, models = [], iter(like.split("; "))
     for kind, group in itertools.groupby(up_to_the_end(messages), key=lambda message: message[0]):
-        model = models[len(items)] if len(items) < len(models) else ""
+        model = next(models, "")
         values = [value for _, value in group]
         number = "several" if model.startswith("several") else f"{len(values):,}"
         item = f"{number} `{kind}`" if len(values) > 1 else f"`{kind}`"
@@ -61,8 +58,8 @@ def described(messages, like: str) -> str:
     return "; ".join(items) or "nothing"
 
 
-class ScenariosTest(ProgramTest):
-    def play(self, file, options, comes, status):
+class ScenariosTest(CasesTest):
+    def play_row(self, file, options, comes, status):
         arguments = shlex.split(options.strip("`"))
         if not {"--list-devices", "--ecid"} & set(arguments):
             arguments += ["--ecid", ECID]
@@ -74,13 +71,8 @@ class ScenariosTest(ProgramTest):
         table = rows()
         listed = {row[0].strip("`") for row in table}
         self.assertEqual(listed, {path.name for path in SCENARIOS.iterdir()})
-        write_ipsw(self.directory / "firmware.ipsw")
         with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-            jobs = [pool.submit(self.play, row[0].strip("`"), *row[1:]) for row in table]
+            jobs = [pool.submit(self.play_row, row[0].strip("`"), *row[1:]) for row in table]
         for row, job in zip(table, jobs):
             with self.subTest(row):
                 self.assertEqual(job.result(), row[2])
-
-
-if __name__ == "__main__":
-    unittest.main()

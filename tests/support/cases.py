@@ -20,7 +20,7 @@ import shlex
 import string
 import tomllib
 
-from support.ipsw import write_ipsw
+from support.ipsw import ipsw
 from support.program import CALLBACKS, FOUND, SPEAKERS, ProgramTest
 from support.program import error as error_message
 from support.scenario import ECID
@@ -33,7 +33,7 @@ THREADS = [{name} for name in CALLBACKS] + [set(SPEAKERS) - set(CALLBACKS)]
 class CasesTest(ProgramTest):
     def setUp(self):
         super().setUp()
-        write_ipsw(self.directory / "firmware.ipsw")
+        (self.directory / "firmware.ipsw").write_bytes(ipsw())
 
     def load(self, file) -> dict:
         words = {"directory": self.directory, "target": " ".join(("--ecid", ECID, *FOUND))}

@@ -28,7 +28,3 @@ def ipsw(build_manifest=FITTING, compression=zipfile.ZIP_STORED) -> bytes:
         if build_manifest is not None:
             archive.writestr("BuildManifest.plist", build_manifest)
     return file.getvalue()
-
-
-def write_ipsw(path) -> None:
-    path.write_bytes(ipsw())
