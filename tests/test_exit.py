@@ -11,9 +11,9 @@ AT_ONCE = 3
 
 class ExitTest(ProgramTest):
     def test_hundreds_of_runs(self):
-        coming_and_going = [{"After": 0.0005 * i, "Type": i % 2} for i in range(61)]
+        flapping = [{"After": 0.0005 * i, "Type": i % 2} for i in range(61)]
         script = [report(9, 50)] * 200 + [report(4, 1, After=1000)]
-        busy = device(Notifications=coming_and_going, Restore=script)
+        busy = device(Notifications=flapping, Restore=script)
         target = ("--ecid", ECID, *FOUND)
         restore = ("--restore", "/any", *target)
         timed_out = error(7, "Aborting, restore did not complete in 0 seconds")
@@ -32,6 +32,5 @@ class ExitTest(ProgramTest):
             self.assertTrue(messages if expected is None else expected in messages, line)
 
         with concurrent.futures.ThreadPoolExecutor(AT_ONCE) as pool:
-            jobs = [pool.submit(run, *each) for each in runs * ROUNDS]
-        for job in jobs:
-            job.result()
+            for job in [pool.submit(run, *each) for each in runs * ROUNDS]:
+                job.result()

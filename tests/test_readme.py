@@ -4,8 +4,8 @@ import os
 import pathlib
 import re
 import subprocess
-import tempfile
-import unittest
+
+from support.program import PROGRAM, ProgramTest
 
 ROOT = pathlib.Path(__file__).parent.parent
 SESSION = re.compile(r"(?s)\n## A first session\n(.*?)\n## ")
@@ -23,28 +23,23 @@ def as_on_a_terminal(output: str) -> str:
     return "\n".join(lines.values())
 
 
-class ReadmeTest(unittest.TestCase):
-    maxDiff = None
-
+class ReadmeTest(ProgramTest):
     def test_first_session(self):
         [session] = SESSION.findall((ROOT / "README.md").read_text())
         shown = "".join(BLOCK.findall(session))
-        with tempfile.TemporaryDirectory() as directory:
-            place = pathlib.Path(directory)
-            place.joinpath("examples").symlink_to(ROOT / "examples")
-            place.joinpath("build").mkdir()
-            release = pathlib.Path(os.environ["KORVRESTORE"]).parent
-            place.joinpath("build/release").symlink_to(release)
-            run = subprocess.run(
-                ["bash", "-v"],
-                cwd=place,
-                input="".join(COMMAND.findall(shown)),
-                text=True,
-                stdout=subprocess.PIPE,
-                stderr=subprocess.STDOUT,
-                env=os.environ | {"PYTHONDONTWRITEBYTECODE": "1"},
-            )
-            left = {path.name for path in place.iterdir()}
+        self.directory.joinpath("examples").symlink_to(ROOT / "examples")
+        self.directory.joinpath("build").mkdir()
+        self.directory.joinpath("build/release").symlink_to(pathlib.Path(PROGRAM).parent)
+        run = subprocess.run(
+            ["bash", "-v"],
+            cwd=self.directory,
+            input="".join(COMMAND.findall(shown)),
+            text=True,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
+            env=os.environ | {"PYTHONDONTWRITEBYTECODE": "1"},
+        )
+        left = {path.name for path in self.directory.iterdir()}
         said = as_on_a_terminal(run.stdout)  # the commands too, for bash has the option -v
         self.assertEqual(said, COMMAND.sub(r"\1", shown))
         self.assertEqual(left, {"build", "examples"}, "files that git doesn't ignore")

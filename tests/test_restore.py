@@ -30,10 +30,10 @@ class BundleTest(CasesTest):
         super().setUp()
         self.ipsw = self.directory / "firmware.ipsw"
         self.line = ("--restore", str(self.ipsw), "--ecid", ECID, *FOUND)
-        self.device = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
 
-    def reports(self, *options, **run):
-        messages = self.run_program(*self.line, *options, **run).messages
+    def reports(self, *options, state="Recovery"):
+        fitting = device(state=state, ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
+        messages = self.run_program(*self.line, *options, devices=[fitting]).messages
         self.assertEqual({kind for kind, _ in messages}, {"RestoreStatus"})
         return [value for _, value in messages]
 
@@ -43,7 +43,7 @@ class BundleTest(CasesTest):
         deflated = ipsw(compression=zipfile.ZIP_DEFLATED)
         for state, content in (("Recovery", ipsw()), ("DFU", deflated), (7, zip64)):
             self.ipsw.write_bytes(content)
-            reports = self.reports(devices=[self.device | {"State": state}])
+            reports = self.reports(state=state)
             course = [(value["Operation"], value["Progress"]) for value in reports]
             self.assertEqual(course, COURSE)
             self.assertEqual({value["Status"] for value in reports[:-1]}, {"Restoring"})
@@ -52,8 +52,8 @@ class BundleTest(CasesTest):
     def test_erase_chooses_the_identity(self):
         """The one to erase by can't be written, and the failure says where it would have stood."""
         self.ipsw.write_bytes(ipsw(manifest(identity("Update"), identity("Erase", Null=NULL))))
-        self.assertEqual(self.reports(devices=[self.device])[-1], THE_END)
-        failure = self.reports("--erase", devices=[self.device])[-1]["Error"]["Description"]
+        self.assertEqual(self.reports()[-1], THE_END)
+        failure = self.reports("--erase")[-1]["Error"]["Description"]
         self.assertRegex(failure, "/korvrestore[.][0-9a-f]{6}/PRB/1/BuildManifest.plist: ")
 
     def test_unfit_bundles(self):
@@ -90,7 +90,7 @@ class BundleTest(CasesTest):
                     self.ipsw.mkdir()
                 elif content is not None:
                     self.ipsw.write_bytes(content)
-                last = self.reports(devices=[self.device])[-1]
+                last = self.reports()[-1]
                 text = last["Error"]["Description"]
                 failure = {"Domain": "MobileDeviceSimulator", "Code": code, "Description": text}
                 self.assertEqual(last, report(0, 100, "Failed", Error=failure))
@@ -100,6 +100,8 @@ class BundleTest(CasesTest):
 class ScriptTest(CasesTest):
     """Reports exactly as the scenario gives them."""
 
+    line = ("--restore", "/any", "--ecid", ECID, *FOUND)
+
     def test_cases(self):
         self.play_all("restore.toml")
 
@@ -107,17 +109,16 @@ class ScriptTest(CasesTest):
         """Nulls are dropped at every level, control characters become U+FFFD."""
         odd = {"Null": NULL, "List": [1, NULL, {"Null": NULL}], "Text": "a\x00b\x1b</plist>\n\n"}
         script = [THE_END | odd | {"Bytes": b"\x00"}]
-        line = ("--restore", "/any", "--ecid", ECID, *FOUND)
         scenario = with_nulls({"Devices": [device(Restore=script)]})
         text = "a\ufffdb\ufffd</plist>\n\n"
         expected = THE_END | {"List": [1, {}], "Text": text, "Bytes": b"\x00"}
-        messages = self.run_program(*line, scenario=scenario).messages
+        messages = self.run_program(*self.line, scenario=scenario).messages
         self.assertEqual(messages, [("RestoreStatus", expected)])
 
     def test_ends_that_are_said_again(self):
         """The second end may come while the session goes or after it has gone."""
         entered = "enter restore mode complete"
-        line = ("--restore", "/any", "--ecid", ECID, *FOUND, "--debug", "--enter-restore-mode")
+        line = (*self.line, "--enter-restore-mode", "--debug")
         for script, notice in [
             ([THE_END] * 50, "restore complete"),
             ([report(9, p) for p in range(50)], entered),

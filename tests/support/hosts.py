@@ -1,5 +1,6 @@
 """Hosts on loopback addresses, each with an sshd and simulated devices of its own."""
 
+import contextlib
 import ctypes
 import os
 import pathlib
@@ -39,10 +40,8 @@ def descendants(pid) -> dict:
 
 
 def send(pid, number) -> None:
-    try:
+    with contextlib.suppress(ProcessLookupError):  # it has just ended
         os.kill(pid, number)
-    except ProcessLookupError:
-        pass  # it has just ended
 
 
 def cut_power(process) -> None:
