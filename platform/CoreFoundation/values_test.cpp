@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "property_list_test_support.h"
 #include "table_test_support.h"
 
@@ -18,7 +20,10 @@ TEST(Values, AreEqualInTheirGroupOnlyAndHashesFollow) {
   std::vector<std::vector<Owned<CFTypeRef>>> groups;
   for (const std::vector<std::string>& line : table("values/equal.txt", " | ")) {
     groups.emplace_back();
-    for (const std::string& text : line) groups.back().push_back(parse(text).object);
+    for (const std::string& text : line) {
+      groups.back().push_back(parse(text).object);
+      ASSERT_NE(groups.back().back(), nullptr) << text;
+    }
   }
   const auto add = [&groups](auto... objects) {
     groups.emplace_back();
@@ -43,6 +48,23 @@ TEST(Values, AreEqualInTheirGroupOnlyAndHashesFollow) {
         EXPECT_EQ(CFHash(a), CFHash(b)) << described(a);
       }
     }
+  }
+}
+
+/// Of values that no property list reads as.
+TEST(Values, ZerosAndConstantsAreEqualAndHashAlike) {
+  const Owned<CFDateRef> zero(CFDateCreate(nullptr, 0.0));
+  const Owned<CFDateRef> negative_zero(CFDateCreate(nullptr, -0.0));
+  const Owned<CFNumberRef> reals[] = {real(-NAN), real(INFINITY), real(-INFINITY)};
+  const std::pair<CFTypeRef, CFTypeRef> pairs[] = {
+      {zero.get(), negative_zero.get()},
+      {reals[0].get(), kCFNumberNaN},
+      {reals[1].get(), kCFNumberPositiveInfinity},
+      {reals[2].get(), kCFNumberNegativeInfinity},
+  };
+  for (const auto& [a, b] : pairs) {
+    EXPECT_TRUE(CFEqual(a, b)) << described(b);
+    EXPECT_EQ(CFHash(a), CFHash(b)) << described(b);
   }
 }
 
