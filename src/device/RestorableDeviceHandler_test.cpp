@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "driver/error.h"
+#include "output/MobileDeviceDebug.h"
 #include "output/cf_strings.h"
 #include "tests/support/recorded_output.h"
 #include "tests/support/temporary_directory.h"
@@ -25,6 +26,14 @@ const AMDeviceNotificationRef notification_handle =
     reinterpret_cast<AMDeviceNotificationRef>(&some_object);
 const AMRestorableDeviceRef device = reinterpret_cast<AMRestorableDeviceRef>(&some_object);
 void* registered = nullptr;
+
+korvrestore::cf_object plist(const std::string& text) {
+  const korvrestore::cf_data data(CFDataCreate(kCFAllocatorDefault,
+                                               reinterpret_cast<const UInt8*>(text.data()),
+                                               static_cast<CFIndex>(text.size())));
+  return korvrestore::cf_object(
+      CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(), 0, nullptr, nullptr));
+}
 
 }  // namespace
 
@@ -43,11 +52,6 @@ int __wrap_AMDeviceNotificationUnsubscribe(AMDeviceNotificationRef notification)
   EXPECT_EQ(notification, notification_handle);
   calls.push_back("unsubscribe");
   return -1;
-}
-
-int __wrap_AMRestoreEnableFileLogging(const char* path) {
-  calls.push_back(path);
-  return 0;
 }
 
 AMRestorableDeviceClientID __wrap_AMRestorableDeviceRegisterForNotifications(
@@ -74,14 +78,11 @@ CFStringRef __wrap_AMRLocalizedCopyStringForAMROperation(int) { throw std::bad_a
 AMRError __wrap_AMRestorableDeviceRestore(AMRestorableDeviceRef, CFDictionaryRef,
                                           AMRestorableDeviceRestoreCallback callback,
                                           void* context) {
-  const int one = 1;
-  const korvrestore::cf_object number(CFNumberCreate(kCFAllocatorDefault, kCFNumberIntType, &one));
-  const void* keys[] = {CFSTR("Status"), CFSTR("Operation"), CFSTR("Progress")};
-  const void* values[] = {CFSTR("Restoring"), number.get(), number.get()};
-  const korvrestore::cf_dictionary report(CFDictionaryCreate(kCFAllocatorDefault, keys, values, 3,
-                                                             &kCFTypeDictionaryKeyCallBacks,
-                                                             &kCFTypeDictionaryValueCallBacks));
-  for (int times = 0; times < 2; ++times) callback(device, report.get(), context);
+  const korvrestore::cf_object report = plist(
+      "<plist><dict><key>Status</key><string/><key>Operation</key><integer>1</integer>"
+      "<key>Progress</key><integer>1</integer></dict></plist>");
+  for (int times = 0; times < 2; ++times)
+    callback(device, static_cast<CFDictionaryRef>(report.get()), context);
   return kAMRSuccess;
 }
 
@@ -98,15 +99,16 @@ std::shared_ptr<device_notifier_state> make_session(const RecordedOutput& output
 
 TEST(Session, CallsMobileDeviceInOrderAndIgnoresReportsAtItsEnd) {
   RecordedOutput output;
-  calls.clear();
-  device_notifier_state session(output.state, path("log"), std::nullopt);
-  session.detectTimeout = {};
-  session.waitForCompletion();
-  EXPECT_EQ(calls, (Calls{"subscribe 0 1", "unsubscribe", "log", "register", "unregister 77"}));
+  const std::shared_ptr<device_notifier_state> session = make_session(output);
+  session->detectTimeout = {};
+  session->waitForCompletion();
+  EXPECT_EQ(calls, (Calls{"subscribe 0 1", "unsubscribe", "register", "unregister 77"}));
   output.finish();
-  EXPECT_EQ(
-      occurrences(output.debug, "deviceNotificationCallback: Ignoring notification, inTeardown\n"),
-      1);
+  EXPECT_EQ(output.debug,
+            "device_notifier_state: initializing\n"
+            "waitForCompletion: AMRestorableDeviceRegisterForNotifications()\n"
+            "waitForCompletion: AMRestorableDeviceUnregisterForNotifications()\n"
+            "deviceNotificationCallback: Ignoring notification, inTeardown\n");
 }
 
 TEST(Session, NamesItsScratchDirectoryAndRemovesIt) {
@@ -114,36 +116,33 @@ TEST(Session, NamesItsScratchDirectoryAndRemovesIt) {
   const TemporaryDirectory directory;
   boost::filesystem::create_directories(directory / "scratch/PRB/1");
   {
-    const device_notifier_state first(output.state, std::nullopt, std::nullopt);
-    const device_notifier_state second(output.state, std::nullopt, path(""));
-    const boost::filesystem::path scratch(second.scratchLocation.native());
-    EXPECT_EQ(scratch.parent_path(), boost::filesystem::temp_directory_path());
-    EXPECT_NE(first.scratchLocation.native(), second.scratchLocation.native());
-    EXPECT_FALSE(boost::filesystem::exists(scratch));
-    const device_notifier_state third(output.state, std::nullopt, path(directory / "scratch"));
+    const device_notifier_state given(output.state, std::nullopt, path(directory / "scratch"));
     const device_notifier_state stays(output.state, std::nullopt, path(std::string(300, 'x')));
+    const device_notifier_state unnamed(output.state, std::nullopt, path(""));
+    const boost::filesystem::path scratch(unnamed.scratchLocation.native());
+    EXPECT_EQ(scratch.parent_path(), boost::filesystem::temp_directory_path());
+    EXPECT_NE(scratch, make_session(output)->scratchLocation.native());
+    EXPECT_FALSE(boost::filesystem::exists(scratch));
   }
   EXPECT_FALSE(boost::filesystem::exists(directory / "scratch"));
   output.finish();
-  EXPECT_EQ(occurrences(output.debug, "\n"), 5);
-  EXPECT_EQ(occurrences(output.debug, "~device_notifier_state: Failed to clean scratch location ("),
-            1);
+  const std::string said = "device_notifier_state: initializing\n";
+  EXPECT_EQ(output.debug,
+            said + said + said + said +
+                "~device_notifier_state: Failed to clean scratch location (File name too long)\n");
 }
 
 TEST(Session, BuildsRestoreOptions) {
   RecordedOutput output;
   device_notifier_state session(output.state, std::nullopt, path("/scratch"));
-  const auto options = [&](bool erase) {
+  for (const bool erase : {true, false}) {
     session.CreateDefaultRestoreOptions(path("a b.ipsw"), erase);
-    std::string values;
-    for (CFStringRef key : {CFSTR("AuthInstallRestoreBehavior"), CFSTR("BootImageType"),
-                            CFSTR("PersonalizedRestoreBundlePath"), CFSTR("RestoreBundlePath")})
-      values += "|" + MakeString(static_cast<CFStringRef>(
-                          CFDictionaryGetValue(session.restoreOptions.get(), key)));
-    return values;
-  };
-  EXPECT_EQ(options(/*erase=*/true), "|Erase|UserOrInternal|/scratch/PRB/1|a b.ipsw");
-  EXPECT_EQ(options(/*erase=*/false), "|Update|Update|/scratch/PRB/2|a b.ipsw");
+    const cf_object expected = plist(fmt::format(
+        "{{ AuthInstallRestoreBehavior = {}; BootImageType = {}; RestoreBundlePath = \"a b.ipsw\";"
+        "  PersonalizedRestoreBundlePath = \"/scratch/PRB/{}\"; }}",
+        erase ? "Erase" : "Update", erase ? "UserOrInternal" : "Update", erase ? 1 : 2));
+    EXPECT_TRUE(CFEqual(session.restoreOptions.get(), expected.get()));
+  }
 }
 
 TEST(Session, RefusesARestoreWithoutOptions) {
@@ -153,8 +152,8 @@ TEST(Session, RefusesARestoreWithoutOptions) {
     FAIL();
   } catch (const cf_error& error) {
     EXPECT_EQ(GetCode(error.get()), 2);
-    EXPECT_EQ(MakeString(cf_string(CFErrorCopyFailureReason(error.get())).get()),
-              "restoreOptions not set");
+    const cf_string reason(CFErrorCopyFailureReason(error.get()));
+    EXPECT_EQ(MakeString(reason.get()), "restoreOptions not set");
   }
 }
 
@@ -184,26 +183,30 @@ TEST(Callbacks, StayOutOfASessionThatHasEnded) {
   EXPECT_EQ(output.debug, "device_notifier_state: initializing\n");
 }
 
-TEST(SessionDeathTest, ReportsAssertionsByTheirSites) {
+TEST(AssertionsDeathTest, NameTheirSites) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   RecordedOutput output;
   const struct {
     std::function<void()> fault;
-    const char* site;
+    std::string site;
   } cases[] = {
       {[] { device_notifier_state(nullptr, std::nullopt, std::nullopt); },
-       "139:  device_notifier_state Assertion this->outputter"},
+       "RestorableDeviceHandler:139:  device_notifier_state Assertion this->outputter"},
       {[&] { make_session(output)->scratchLocation = path(); },
-       "171:  ~device_notifier_state Assertion !scratchLocation.empty\\(\\)"},
+       "RestorableDeviceHandler:171:  ~device_notifier_state Assertion "
+       "!scratchLocation.empty\\(\\)"},
       {[] { device_notifier_state::deviceNotificationCallback(device, {}, nullptr); },
-       "180:  deviceNotificationCallback Assertion context"},
+       "RestorableDeviceHandler:180:  deviceNotificationCallback Assertion context"},
       {[&] { make_session(output)->operateOnRecoveryDevice(nullptr); },
-       "270:  operateOnRecoveryDevice Assertion recoveryDevice != nullptr"},
+       "RestorableDeviceHandler:270:  operateOnRecoveryDevice Assertion recoveryDevice != nullptr"},
       {[] { device_notifier_state::restoreCallback(device, nullptr, nullptr); },
-       "328:  restoreCallback Assertion context"},
+       "RestorableDeviceHandler:328:  restoreCallback Assertion context"},
+      {[] { print_imp_AMRLocalizedCopyStringForAMROperation(nullptr); },
+       "MobileDeviceDebug:16:  print_imp_AMRLocalizedCopyStringForAMROperation Assertion output"},
+      {[] { print_imp_AMRLocalizedCopyStringForAMRError(nullptr); },
+       "MobileDeviceDebug:32:  print_imp_AMRLocalizedCopyStringForAMRError Assertion output"},
   };
-  for (const auto& [fault, site] : cases)
-    EXPECT_DEATH(fault(), "RestorableDeviceHandler:" + std::string(site) + " failed\\.");
+  for (const auto& [fault, site] : cases) EXPECT_DEATH(fault(), site + " failed\\.");
 }
 
 }  // namespace

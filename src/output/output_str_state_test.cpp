@@ -1,27 +1,53 @@
 #include "output/output_str_state.h"
 
 #include <gtest/gtest.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "tests/support/recorded_output.h"
+
+namespace {
+
+std::size_t largest_write = SIZE_MAX;
+int write_error = 0;
+
+}  // namespace
+
+extern "C" {
+
+ssize_t __real_writev(int descriptor, const iovec* buffers, int count);
+ssize_t __wrap_writev(int descriptor, const iovec* buffers, int count) {
+  if (count > 1 && buffers->iov_len == 0) ++buffers;
+  const iovec part = {buffers->iov_base, std::min(buffers->iov_len, largest_write)};
+  errno = write_error;
+  return errno == 0 ? __real_writev(descriptor, &part, 1) : -1;
+}
+
+}  // extern "C"
 
 namespace korvrestore {
 namespace {
 
-TEST(OutputState, WritesMessagesAsDocumentsInOrder) {
-  RecordedOutput output;
-  output.state->print_value(CFSTR("Some"), kCFBooleanTrue);
-  output.state->print("plain");
-  output.state->print_value(message_type{"Some", cf_object(kCFBooleanTrue)});
-  output.state->print_debug("queued with the debug switch on, written with it off");
-  output.state->set_debug(false);
-  output.finish();
+TEST(OutputState, WritesMessagesAsDocumentsInOrderWhateverTheSystemTakesAtOnce) {
   const std::string document =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
       "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n"
       "<dict>\n\t<key>Type</key>\n\t<string>Some</string>\n\t<key>Value</key>\n\t<true/>\n</dict>\n"
       "</plist>\n";
-  EXPECT_EQ(output.messages, document + "\nplain\n" + document + "\n");
-  EXPECT_EQ(output.debug, "");
+  for (largest_write = 1; largest_write < 5; ++largest_write) {
+    RecordedOutput output;
+    output.state->print_value(CFSTR("Some"), kCFBooleanTrue);
+    output.state->print("plain");
+    output.state->print_value(message_type{"Some", cf_object(kCFBooleanTrue)});
+    output.state->print_debug("queued with the debug switch on, written with it off");
+    output.state->set_debug(false);
+    output.finish();
+    EXPECT_EQ(output.messages, document + "\nplain\n" + document + "\n");
+    EXPECT_EQ(output.debug, "");
+  }
 }
 
 TEST(OutputState, DropsWhatCannotBeAMessageAndSaysSo) {
@@ -34,11 +60,25 @@ TEST(OutputState, DropsWhatCannotBeAMessageAndSaysSo) {
   output.state->print_formatted_error(nullptr);
   output.finish();
   EXPECT_EQ(output.messages, "");
-  EXPECT_EQ(
-      output.debug,
-      "print_value: invalid argument\nprint_value: invalid argument\n"
-      "print_value: invalid argument\nprint_value: invalid argument\n"
-      "print_value: object not valid for XML plist\nprint_formatted_error: invalid argument\n");
+  const std::string invalid = "print_value: invalid argument\n";
+  EXPECT_EQ(output.debug, invalid + invalid + invalid + invalid +
+                              "print_value: object not valid for XML plist\n"
+                              "print_formatted_error: invalid argument\n");
+}
+
+TEST(OutputStateDeathTest, EndsTheProcessWhenAWriteFails) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  for (const int error : {EINTR, EIO}) {
+    EXPECT_DEATH(
+        {
+          RecordedOutput output;
+          output.state->print("text");
+          output.state->quit();
+          write_error = error;
+          std::thread([&] { output.state->loop(); }).join();
+        },
+        std::string("write: ") + std::strerror(error));
+  }
 }
 
 }  // namespace

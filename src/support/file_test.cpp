@@ -10,6 +10,7 @@
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 #include <cerrno>
+#include <functional>
 #include <new>
 #include <string>
 #include <system_error>
@@ -27,25 +28,24 @@ using TY::file::file_mutex;
 using TY::file::readable_file;
 using TY::file::writable_file;
 
+constexpr std::size_t largest_part = 60000;  // of a transfer, whatever was asked for
+
 struct System {
   int flock_error = 0;
   int epoll_error = 0;
   std::size_t largest_allocation = SIZE_MAX;
-  std::vector<int> flocks = {};  // the operations asked for
-  std::size_t largest_transfer = SIZE_MAX;
-  std::size_t transfers = SIZE_MAX;  // so many succeed, then each fails
-  int transfer_error = 0;
-  std::vector<std::size_t> transferred = {};  // the sizes asked for
+  int error_after_one_transfer = 0;
+  std::vector<int> flocks = {};             // the operations asked for
+  std::vector<std::size_t> transfers = {};  // the sizes asked for
 } the_system;
 
 error_code system_code(int number) { return {number, boost::system::generic_category()}; }
 
 template <typename Call>
 ssize_t transfer(std::size_t size, Call call) {
-  the_system.transferred.push_back(size);
-  errno = the_system.transfer_error;
-  if (the_system.transferred.size() > the_system.transfers) return -1;
-  return call(std::min(size, the_system.largest_transfer));
+  the_system.transfers.push_back(size);
+  errno = the_system.transfers.size() > 1 ? the_system.error_after_one_transfer : 0;
+  return errno == 0 ? call(std::min(size, largest_part)) : -1;
 }
 
 }  // namespace
@@ -107,92 +107,80 @@ class File : public testing::Test {
   }
 
   const TemporaryDirectory directory;
-  const std::string content = std::string(200000, 'x');
+  const std::size_t size = 200000;
+  const std::string content = std::string(size, 'x');
   const std::string path = directory.write("file", content);
   error_code ec = make_error_code(errc::lock_failed);  // every operation clears it
 };
 
-TEST_F(File, IsReadWholeUpToTheLimit) {
-  readable_file file(path, ec);
-  EXPECT_FALSE(ec);
-  const std::vector<unsigned char> bytes = file.read_whole_file_impl(200000);
-  EXPECT_EQ(std::string(bytes.begin(), bytes.end()), content);
-  ec = make_error_code(errc::lock_failed);
-  EXPECT_EQ(readable_file(path).read_whole_file_impl(200000, ec), bytes);
-  EXPECT_FALSE(ec);
-
-  expect_failure("'" + path + "' is 200000 bytes (max size is 199999 bytes)",
-                 make_error_code(errc::file_too_large), [&](auto&... ec) {
-                   EXPECT_TRUE(file.read_whole_file_impl(199999, ec...).empty());
-                 });
-  expect_failure("read", boost::asio::error::eof, [&](auto&... ec) {  // it stands at its end
-    EXPECT_EQ(file.read_whole_file_impl(200000, ec...).size(), 200000u);
-  });
-  the_system.largest_allocation = 199999;
-  expect_failure("while allocating 200000 bytes for '" + path + "': std::bad_alloc",
-                 make_error_code(errc::buffer_allocation_failed), [&](auto&... ec) {
-                   EXPECT_TRUE(file.read_whole_file_impl(200000, ec...).empty());
-                 });
-}
-
 TEST_F(File, IsWrittenInThreeModes) {
-  const std::string created = directory / "a", clobbered = directory / "b",
-                    appended = directory / "c";
+  const std::string created = directory / "a", other = directory / "b";
   writable_file::create_new(created, ec).write("one", ec);
   EXPECT_FALSE(ec);
   EXPECT_EQ(read_file(created), "one");
-  for (const char* text : {"three", "two"}) {
-    writable_file::open_clobber(clobbered).write(text);
-    writable_file::open_append(appended).write(text);
+  for (const char* text : {"two", "three"}) {
+    writable_file::open_append(other).write(text);
+    writable_file::open_clobber(created).write(text);
   }
-  EXPECT_EQ(read_file(clobbered) + read_file(appended), "twothreetwo");
+  EXPECT_EQ(read_file(created) + read_file(other), "threetwothree");
 }
 
 TEST_F(File, IsTransferredInPartsUpToTheFirstError) {
   const std::string copy = directory / "copy";
-  const std::vector<std::size_t> asked = {65536, 65536, 65536, 20000};
+  readable_file reader(path);
+  writable_file writer = writable_file::open_clobber(copy);
   const auto expect_whole = [&](auto&... ec) {
-    readable_file reader(path);
-    writable_file writer = writable_file::open_clobber(copy);
-    the_system = {.largest_transfer = 60000};
-    const std::vector<unsigned char> bytes = reader.read_whole_file_impl(200000, ec...);
+    the_system = {};
+    const std::vector<unsigned char> bytes = readable_file(path).read_whole_file_impl(size, ec...);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), content);
-    EXPECT_EQ(std::exchange(the_system.transferred, {}), asked);
-    writer.write(content, ec...);
-    EXPECT_EQ(the_system.transferred, asked);
-    EXPECT_EQ(read_file(copy), content);
+    writable_file::open_append(directory / "whole").write(content, ec...);
+    EXPECT_EQ(the_system.transfers,
+              (std::vector<std::size_t>{65536, 65536, 65536, 20000, 65536, 65536, 65536, 20000}));
   };
   expect_whole();
   expect_whole(ec);
   EXPECT_FALSE(ec);
+  EXPECT_EQ(read_file(directory / "whole"), content + content);
 
-  readable_file reader(path);
-  writable_file writer = writable_file::open_clobber(copy);
   for (const int error : {EINTR, EIO}) {
     const error_code code(error, boost::system::system_category());
-    const System failing = {.largest_transfer = 10, .transfers = 1, .transfer_error = error};
+    const System failing = {.error_after_one_transfer = error};
     expect_failure("read", code, [&](auto&... ec) {
       the_system = failing;
-      EXPECT_EQ(reader.read_whole_file_impl(200000, ec...).size(), 200000u);
+      EXPECT_EQ(reader.read_whole_file_impl(size, ec...).size(), size);
     });
-    EXPECT_EQ(the_system.transferred.size(), 2u);
+    EXPECT_EQ(the_system.transfers.size(), 2u);
     expect_failure("write", code, [&](auto&... ec) {
       the_system = failing;
       writer.write(content, ec...);
     });
-    EXPECT_EQ(the_system.transferred.size(), 2u);
+    EXPECT_EQ(the_system.transfers.size(), 2u);
   }
-  EXPECT_EQ(read_file(copy), content.substr(0, 40));
+  EXPECT_EQ(read_file(copy).size(), 4 * largest_part);
+}
+
+TEST_F(File, SaysWhyItCannotBeRead) {
+  readable_file file(path), unopened(directory / "none", ec);
+  EXPECT_EQ(ec, system_code(ENOENT));
+  const auto read_up_to = [&](std::uint64_t limit) {
+    return [&file, limit](auto&... ec) { return file.read_whole_file_impl(limit, ec...); };
+  };
+  expect_failure("when getting size of file ''", system_code(EBADF),
+                 [&](auto&... ec) { EXPECT_EQ(unopened.get_total_size(ec...), -1); });
+  expect_failure("'" + path + "' is 200000 bytes (max size is 199999 bytes)",
+                 make_error_code(errc::file_too_large), read_up_to(size - 1));
+  file.read_whole_file_impl(size);
+  expect_failure("read", boost::asio::error::eof, read_up_to(size));
+  the_system.largest_allocation = size - 1;
+  expect_failure("while allocating 200000 bytes for '" + path + "': std::bad_alloc",
+                 make_error_code(errc::buffer_allocation_failed), read_up_to(size));
 }
 
 TEST_F(File, SaysWhyItCannotBeOpened) {
   const std::string nowhere = directory / "no/file";
-  readable_file unopened(nowhere, ec);
   const auto open = [&](auto&... ec) { readable_file file(path, ec...); };
   expect_failure("when opening file '" + nowhere + "' for reading", system_code(ENOENT),
                  [&](auto&... ec) { readable_file file(nowhere, ec...); });
-  expect_failure("when getting size of file ''", system_code(EBADF),
-                 [&](auto&... ec) { EXPECT_EQ(unopened.get_total_size(ec...), -1); });
   expect_failure("when creating new file '" + path + "' for writing", system_code(EEXIST),
                  [&](auto&... ec) { writable_file::create_new(path, ec...); });
   expect_failure("when clobbering file '" + nowhere + "' for writing", system_code(ENOENT),
@@ -232,24 +220,25 @@ TEST_F(File, IsLockedUntilItIsClosed) {
 
 TEST_F(File, LocksAskOnceAndPassErrorsOn) {
   const struct {
-    void (file_mutex::*lock)();
-    bool (file_mutex::*try_lock)();
+    std::function<void(file_mutex&)> ask;
     int operation;
-  } cases[] = {{&file_mutex::lock, nullptr, LOCK_EX},
-               {nullptr, &file_mutex::try_lock, LOCK_EX | LOCK_NB},
-               {&file_mutex::unlock, nullptr, LOCK_UN},
-               {&file_mutex::lock_shared, nullptr, LOCK_SH},
-               {nullptr, &file_mutex::try_lock_shared, LOCK_SH | LOCK_NB},
-               {&file_mutex::unlock_shared, nullptr, LOCK_UN}};
-  for (const auto& [lock, try_lock, operation] : cases) {
+    std::string text;
+  } cases[] = {
+      {&file_mutex::lock, LOCK_EX, "flock_: "},
+      {&file_mutex::try_lock, LOCK_EX | LOCK_NB, "try_flock: "},
+      {&file_mutex::unlock, LOCK_UN, "flock_: "},
+      {&file_mutex::lock_shared, LOCK_SH, "flock_: "},
+      {&file_mutex::try_lock_shared, LOCK_SH | LOCK_NB, "try_flock: "},
+      {&file_mutex::unlock_shared, LOCK_UN, "flock_: "},
+  };
+  for (const auto& [ask, operation, text] : cases) {
     the_system = {.flock_error = EINTR};
     file_mutex mutex(STDIN_FILENO);
     try {
-      lock != nullptr ? (mutex.*lock)() : void((mutex.*try_lock)());
+      ask(mutex);
       ADD_FAILURE() << "nothing thrown";
     } catch (const std::system_error& error) {
       EXPECT_EQ(error.code(), std::error_code(EINTR, std::generic_category()));
-      const std::string text = lock != nullptr ? "flock_: " : "try_flock: ";
       EXPECT_EQ(std::string(error.what()).rfind(text, 0), 0u) << error.what();
     }
     EXPECT_EQ(the_system.flocks, std::vector<int>{operation});

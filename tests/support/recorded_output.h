@@ -38,11 +38,3 @@ class RecordedOutput {
   std::string messages;
   std::string debug;
 };
-
-/// How often `part` stands in `text`.
-inline int occurrences(const std::string& text, const std::string& part) {
-  int count = 0;
-  for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; at += part.size())
-    ++count;
-  return count;
-}

@@ -1,8 +1,8 @@
 #include "identity.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "tests/support/temporary_directory.h"
@@ -10,28 +10,15 @@
 namespace MobileDevice::usb {
 namespace {
 
-/// What the rule compares the attribute with.
-std::string compared_with(const std::string& attribute, const std::string& rule) {
-  const std::string start = "ATTR{" + attribute + "}==\"";
-  const std::size_t found = rule.find(start);
-  if (found == std::string::npos) return "";
-  const std::size_t value = found + start.size();
-  return rule.substr(value, rule.find('"', value) - value);
-}
-
 TEST(Identity, TheUdevRuleNamesExactlyTheProductsThatAreKnown) {
-  const std::string rule = read_file(UDEV_RULE);
-  EXPECT_EQ(compared_with("idVendor", rule), "05ac");
-  static_assert(kAppleVendor == 0x05AC);
   std::string known;
-  for (int product = 0; product <= 0xFFFF; ++product) {
-    if (state_of_product(static_cast<std::uint16_t>(product)) == kAMRestorableDeviceStateUnknown)
-      continue;
-    char digits[5];
-    std::snprintf(digits, sizeof digits, "%04x", product);
-    known += (known.empty() ? "" : "|") + std::string(digits);
-  }
-  EXPECT_EQ(compared_with("idProduct", rule), known);
+  for (int product = 0; product <= 0xFFFF; ++product)
+    if (state_of_product(static_cast<std::uint16_t>(product)) != kAMRestorableDeviceStateUnknown)
+      known += fmt::format("{}{:04x}", known.empty() ? "" : "|", product);
+  const std::string rule = read_file(UDEV_RULE);
+  for (const std::string& condition : {fmt::format("ATTR{{idVendor}}==\"{:04x}\"", kAppleVendor),
+                                       "ATTR{idProduct}==\"" + known + "\""})
+    EXPECT_NE(rule.find(condition), std::string::npos) << condition;
 }
 
 }  // namespace

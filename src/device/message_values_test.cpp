@@ -1,0 +1,40 @@
+/// Values and texts that messages are made of and no scenario brings forth.
+#include <gtest/gtest.h>
+
+#include "device/device_info.h"
+#include "device/mobile_device_format.h"
+#include "driver/error.h"
+#include "output/cf_strings.h"
+
+namespace korvrestore {
+namespace {
+
+TEST(MessageValues, DeviceInfoHoldsADescription) {
+  const device_info info{TY::ecid(1), 2, 3, 4, 5, 6, 7, {}, {}, "a phone"};
+  const cf_mutable_dictionary dictionary(make_cftype(info));
+  const void* description = CFDictionaryGetValue(dictionary.get(), CFSTR("Description"));
+  EXPECT_EQ(MakeString(static_cast<CFStringRef>(description)), "a phone");
+}
+
+TEST(MessageValues, NumbersHaveNames) {
+  std::string texts;
+  for (int state = -1; state <= 5; ++state)
+    texts += fmt::format("{:>9}|", AMRestorableDeviceState{state});
+  for (int type = 0; type <= 2; ++type)
+    texts += fmt::format("{}|", AMRestorableDeviceNotificationType{type});
+  EXPECT_EQ(texts,
+            "<invalid device state -1>|  Unknown|      DFU| Recovery|RestoreOS| BootedOS|"
+            "<invalid device state 5>|connected|disconnected|<invalid notification type 2>|");
+}
+
+TEST(MessageValues, ErrorsHaveADescriptionWhateverTheCode) {
+  for (const auto& [code, text] :
+       {std::pair(-1, "Unknown error"), {0, "No error"}, {8, "Read error"}, {9, "Unknown error"}}) {
+    const cf_error error = CreateDomainError(Error{code}, "");
+    EXPECT_EQ(MakeString(cf_string(CFErrorCopyDescription(error.get())).get()), text);
+  }
+  EXPECT_EQ(GetCode(nullptr), 0);
+}
+
+}  // namespace
+}  // namespace korvrestore
