@@ -4,15 +4,12 @@
 #include <sys/uio.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 #include "tests/support/recorded_output.h"
 
 namespace {
 
 std::size_t largest_write = SIZE_MAX;
-int write_error = 0;
 
 }  // namespace
 
@@ -22,8 +19,7 @@ ssize_t __real_writev(int descriptor, const iovec* buffers, int count);
 ssize_t __wrap_writev(int descriptor, const iovec* buffers, int count) {
   if (count > 1 && buffers->iov_len == 0) ++buffers;
   const iovec part = {buffers->iov_base, std::min(buffers->iov_len, largest_write)};
-  errno = write_error;
-  return errno == 0 ? __real_writev(descriptor, &part, 1) : -1;
+  return __real_writev(descriptor, &part, 1);
 }
 
 }  // extern "C"
@@ -64,21 +60,6 @@ TEST(OutputState, DropsWhatCannotBeAMessageAndSaysSo) {
   EXPECT_EQ(output.debug, invalid + invalid + invalid + invalid +
                               "print_value: object not valid for XML plist\n"
                               "print_formatted_error: invalid argument\n");
-}
-
-TEST(OutputStateDeathTest, EndsTheProcessWhenAWriteFails) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  for (const int error : {EINTR, EIO}) {
-    EXPECT_DEATH(
-        {
-          RecordedOutput output;
-          output.state->print("text");
-          output.state->quit();
-          write_error = error;
-          std::thread([&] { output.state->loop(); }).join();
-        },
-        std::string("write: ") + std::strerror(error));
-  }
 }
 
 }  // namespace
