@@ -34,7 +34,7 @@ struct System {
   int flock_error = 0;
   int epoll_error = 0;
   std::size_t largest_allocation = SIZE_MAX;
-  int error_after_one_transfer = 0;
+  int error_of_second_transfer = 0;
   std::vector<int> flocks = {};             // the operations asked for
   std::vector<std::size_t> transfers = {};  // the sizes asked for
 } the_system;
@@ -44,7 +44,7 @@ error_code system_code(int number) { return {number, boost::system::generic_cate
 template <typename Call>
 ssize_t transfer(std::size_t size, Call call) {
   the_system.transfers.push_back(size);
-  errno = the_system.transfers.size() > 1 ? the_system.error_after_one_transfer : 0;
+  errno = the_system.transfers.size() == 2 ? the_system.error_of_second_transfer : 0;
   return errno == 0 ? call(std::min(size, largest_part)) : -1;
 }
 
@@ -144,7 +144,7 @@ TEST_F(File, IsTransferredInPartsUpToTheFirstError) {
 
   for (const int error : {EINTR, EIO}) {
     const error_code code(error, boost::system::system_category());
-    const System failing = {.error_after_one_transfer = error};
+    const System failing = {.error_of_second_transfer = error};
     expect_failure("read", code, [&](auto&... ec) {
       the_system = failing;
       EXPECT_EQ(reader.read_whole_file_impl(size, ec...).size(), size);
