@@ -1,6 +1,3 @@
-#include <CoreFoundation/CoreFoundation.h>
-#include <gtest/gtest.h>
-
 #include <map>
 #include <random>
 #include <vector>

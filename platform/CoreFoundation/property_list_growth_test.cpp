@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "hostile_shapes_test_support.h"
-#include "property_list_test_support.h"
+#include "value_test_support.h"
 
 namespace cf::test {
 namespace {

@@ -1,8 +1,8 @@
 #include <sstream>
 
 #include "hostile_shapes_test_support.h"
-#include "property_list_test_support.h"
 #include "table_test_support.h"
+#include "value_test_support.h"
 
 namespace cf::test {
 namespace {

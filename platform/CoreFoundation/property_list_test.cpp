@@ -1,8 +1,9 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <vector>
 
-#include "property_list_test_support.h"
+#include "value_test_support.h"
 
 namespace cf::test {
 namespace {

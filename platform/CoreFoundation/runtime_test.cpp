@@ -1,5 +1,4 @@
 #include <CoreFoundation/CFRuntime.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <barrier>

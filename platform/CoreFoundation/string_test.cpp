@@ -1,6 +1,3 @@
-#include <CoreFoundation/CFString.h>
-#include <gtest/gtest.h>
-
 #include <limits>
 
 #include "table_test_support.h"

@@ -1,7 +1,7 @@
 #include <cmath>
 
-#include "property_list_test_support.h"
 #include "table_test_support.h"
+#include "value_test_support.h"
 
 namespace cf::test {
 namespace {
