@@ -76,6 +76,7 @@ class BundleTest(CasesTest):
             (deflated.replace(size, more), 3, f"{image}: shorter than its entry says"),
             (deflated.replace(size, less), 3, f"{image}: longer than its entry says"),
             (ipsw(None), 4, f"holds no {file}"),
+            (ipsw(bytes(2**26 + 1), zipfile.ZIP_DEFLATED), 4, f"{file} is larger than 64 MiB"),
             (ipsw(b"<plist>"), 4, f"{file}: not a property list"),
             (ipsw(b"<plist><array/></plist>"), 4, f"{file} has no array BuildIdentities"),
             (ipsw(manifest(identity("Update", CHIP + 1))), 5, other),
