@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
@@ -206,23 +205,6 @@ TEST_F(Front, CommandsAndRestoresReachTheDeviceAndAreLogged) {
                           " 001A2B3C4D5E6F70 AMRecoveryModeDeviceSetAutoBoot(false): -3",
                           " 001A2B3C4D5E6F70 AMRecoveryModeDeviceReboot(): 2",
                           " 001A2B3C4D5E6F70 AMRestorableDeviceRestore(): 0"}));
-}
-
-TEST_F(Front, TextsAreTheDocumentedOnes) {
-  std::ifstream document(DOCUMENTED_TEXTS);
-  CFStringRef (*text)(int) = nullptr;
-  int found = 0;
-  for (std::string line; std::getline(document, line);) {
-    if (line == "| Operation | Text |") text = AMRLocalizedCopyStringForAMROperation;
-    if (line == "| Error | Text |") text = AMRLocalizedCopyStringForAMRError;
-    if (line.empty()) text = nullptr;
-    if (text == nullptr || std::isdigit(line[2]) == 0) continue;
-    const int number = std::stoi(line.substr(2));
-    EXPECT_EQ(fmt::format("| {} | {} |", number, to_text(Owned<CFStringRef>(text(number)).get())),
-              line);
-    ++found;
-  }
-  EXPECT_GE(found, 15);
 }
 
 TEST_F(Front, WrongArgumentsAreAnsweredNotFollowed) {

@@ -68,14 +68,15 @@ Lab& start_lab(const std::string& devices) {
   return lab;
 }
 
-/// The code of the error that a restore begins with.
+/// The code of the error that a restore begins with; 0 if it is none.
 CFIndex restore_error(Attachment& attachment) {
   const Owned<CFDictionaryRef> options(
       CFDictionaryCreate(nullptr, nullptr, nullptr, 0, nullptr, nullptr));
   const std::shared_ptr<std::promise<CFIndex>> code = std::make_shared<std::promise<CFIndex>>();
   attachment.restore(options.get(), [code](CFDictionaryRef report) {
     const void* error = CFDictionaryGetValue(report, CFSTR("Error"));
-    code->set_value(CFErrorGetCode(static_cast<CFErrorRef>(const_cast<void*>(error))));
+    code->set_value(
+        error == nullptr ? 0 : CFErrorGetCode(static_cast<CFErrorRef>(const_cast<void*>(error))));
   });
   return code->get_future().get();
 }
@@ -95,7 +96,8 @@ TEST(Simulator, PlaysTheTimeline) {
 }
 
 TEST(Simulator, RebootsIntoWhatAutoBootSays) {
-  Lab& lab = start_lab("{ ECID = 1; State = Recovery; BootSeconds = \"0.01\"; }");
+  Lab& lab = start_lab(
+      "{ ECID = 1; State = Recovery; BootSeconds = \"0.01\"; Restore = ( { Status = Odd; } ); }");
   const std::shared_ptr<Attachment> first = lab.recorder.attachment(0);
   EXPECT_TRUE(first->takes_recovery_commands());
   EXPECT_EQ(first->set_auto_boot(false), kAMRSuccess);
