@@ -170,6 +170,7 @@ TEST(Callbacks, LoseNothingInSilenceAndStayOutOfASessionThatHasEnded) {
                                                       context);
   };
   call_back();
+  device_notifier_state::deviceNotificationCallback(nullptr, {}, session.get());
   EXPECT_TRUE(session->mutex.try_lock());
   session->mutex.unlock();
   session.reset();
@@ -177,7 +178,8 @@ TEST(Callbacks, LoseNothingInSilenceAndStayOutOfASessionThatHasEnded) {
   output.finish();
   EXPECT_EQ(output.debug,
             "device_notifier_state: initializing\nrestoreCallback: Invalid argument\n"
-            "deviceNotificationCallback: Lost notification (std::bad_alloc)\n");
+            "deviceNotificationCallback: Lost notification (std::bad_alloc)\n"
+            "deviceNotificationCallback: called with null device\n");
 }
 
 TEST(AssertionsDeathTest, NameTheirSites) {
