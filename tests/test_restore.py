@@ -77,7 +77,7 @@ class BundleTest(CasesTest):
             (deflated.replace(size, less), 3, f"{image}: longer than its entry says"),
             (ipsw(None), 4, f"holds no {file}"),
             (ipsw(bytes(2**26 + 1), zipfile.ZIP_DEFLATED), 4, f"{file} is larger than 64 MiB"),
-            (ipsw(b"<plist>"), 4, f"{file}: not a property list"),
+            (ipsw(b"<plist>"), 4, f"{file}: not a property list: no element found at line 1"),
             (ipsw(b"<plist><array/></plist>"), 4, f"{file} has no array BuildIdentities"),
             (ipsw(manifest(identity("Update", CHIP + 1))), 5, other),
             (ipsw(manifest(identity("Update", board=BOARD + 1))), 5, other),
@@ -91,11 +91,9 @@ class BundleTest(CasesTest):
                     self.ipsw.mkdir()
                 elif content is not None:
                     self.ipsw.write_bytes(content)
-                last = self.reports()[-1]
-                text = last["Error"]["Description"]
+                text = f"{self.ipsw}: {why}"
                 failure = {"Domain": "MobileDeviceSimulator", "Code": code, "Description": text}
-                self.assertEqual(last, report(0, 100, "Failed", Error=failure))
-                self.assertTrue(text.startswith(f"{self.ipsw}: {why}"), text)
+                self.assertEqual(self.reports()[-1], report(0, 100, "Failed", Error=failure))
 
 
 class ScriptTest(CasesTest):
