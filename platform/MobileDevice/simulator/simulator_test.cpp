@@ -68,17 +68,20 @@ Lab& start_lab(const std::string& devices) {
   return lab;
 }
 
-/// The code of the error that a restore begins with; 0 if it is none.
-CFIndex restore_error(Attachment& attachment) {
+/// What a restore's first report says of its error.
+std::string restore_error(Attachment& attachment) {
   const Owned<CFDictionaryRef> options(
       CFDictionaryCreate(nullptr, nullptr, nullptr, 0, nullptr, nullptr));
-  const std::shared_ptr<std::promise<CFIndex>> code = std::make_shared<std::promise<CFIndex>>();
-  attachment.restore(options.get(), [code](CFDictionaryRef report) {
+  const std::shared_ptr<std::promise<std::string>> said =
+      std::make_shared<std::promise<std::string>>();
+  attachment.restore(options.get(), [said](CFDictionaryRef report) {
     const void* error = CFDictionaryGetValue(report, CFSTR("Error"));
-    code->set_value(
-        error == nullptr ? 0 : CFErrorGetCode(static_cast<CFErrorRef>(const_cast<void*>(error))));
+    const Owned<CFStringRef> text(error == nullptr ? nullptr
+                                                   : CFErrorCopyDescription(static_cast<CFErrorRef>(
+                                                         const_cast<void*>(error))));
+    said->set_value(text == nullptr ? "none" : to_text(text.get()));
   });
-  return code->get_future().get();
+  return said->get_future().get();
 }
 
 using Heard = std::vector<std::string>;
@@ -105,7 +108,7 @@ TEST(Simulator, RebootsIntoWhatAutoBootSays) {
   EXPECT_EQ(first->reboot(), kAMRDeviceLeft);
   EXPECT_EQ(lab.recorder.wait_for(3), (Heard{"+2", "-2", "+2"}));
   EXPECT_EQ(first->set_auto_boot(true), kAMRDeviceLeft);
-  EXPECT_EQ(restore_error(*first), 7);
+  EXPECT_EQ(restore_error(*first), "the device is not attached");
   const std::shared_ptr<Attachment> second = lab.recorder.attachment(2);
   EXPECT_NE(first, second);
   EXPECT_EQ(second->set_auto_boot(true), kAMRSuccess);
