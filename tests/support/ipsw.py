@@ -24,6 +24,7 @@ def ipsw(build_manifest=FITTING, compression=zipfile.ZIP_STORED) -> bytes:
     file = io.BytesIO()
     with zipfile.ZipFile(file, "w", compression) as archive:
         archive.writestr("Firmware/", b"")
+        archive.comment = archive.getinfo("Firmware/").comment = b"may stand here"
         archive.writestr("Firmware/system.dmg", IMAGE)
         if build_manifest is not None:
             archive.writestr("BuildManifest.plist", build_manifest)
