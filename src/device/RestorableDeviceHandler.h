@@ -43,6 +43,15 @@ void dummyCallback(void*, void*);
 /// pointer, sets the parameters and calls `waitForCompletion` once.
 ///
 /// Errors are thrown as `cf_error` (driver/error.h).
+///
+/// Each group of members is defined in a file of its own:
+///   RestorableDeviceHandler.cpp  construction, destruction, scratch directory, log file
+///   command_dispatch.cpp         waitForCompletion, listDevices
+///   device_arrival.cpp           deviceNotificationCallback, waitForDevice, the table of devices
+///   device_info.cpp              printDeviceInfo
+///   recovery_commands.cpp        runRecoveryCommand, operateOnRecoveryDevice
+///   restore.cpp                  restore options, operateRestore, restoreCallback,
+///   notifyCompletion
 struct device_notifier_state {
   using duration = std::chrono::duration<std::int64_t, std::nano>;
 
@@ -109,7 +118,8 @@ struct device_notifier_state {
 
   void listDevices();
   void printDeviceInfo(AMRestorableDeviceRef device);
-  void operateRecovery(AMRestorableDeviceRef device);
+  /// Checks that the device is in Recovery, then calls `operateOnRecoveryDevice`.
+  void runRecoveryCommand(AMRestorableDeviceRef device);
 };
 
 }  // namespace korvrestore

@@ -6,19 +6,12 @@
 
 #include "device/RestorableDeviceHandler.h"
 #include "device/device_info.h"
-#include "device/mobile_device_format.h"
 #include "driver/error.h"
-#include "output/cf_strings.h"
 
 namespace korvrestore {
 namespace {
 
 constexpr const char* speaker = "waitForCompletion";
-
-/// The text of `owned`, which is released.
-std::optional<std::string> take_string(CFStringRef owned) {
-  return make_string(cf_string(owned).get());
-}
 
 }  // namespace
 
@@ -49,7 +42,7 @@ void device_notifier_state::waitForCompletion() {
     switch (operation) {
       case command_kind::exit_recovery:
       case command_kind::no_exit_recovery:
-        operateRecovery(device.get());
+        runRecoveryCommand(device.get());
         break;
       case command_kind::restore:
       case command_kind::enter_restore_mode:
@@ -80,38 +73,6 @@ void device_notifier_state::listDevices() {
   std::sort(ecids.begin(), ecids.end());
   const cf_object list(make_cftype(std::span<const TY::ecid>(ecids)));
   outputter->print_value(CFSTR("DeviceList"), list.get());
-}
-
-void device_notifier_state::printDeviceInfo(AMRestorableDeviceRef device) {
-  device_info info{.ecid = *ecid,
-                   .productID = AMRestorableDeviceGetProductID(device),
-                   .boardID = AMRestorableDeviceGetBoardID(device),
-                   .chipID = AMRestorableDeviceGetChipID(device),
-                   .productType = AMRestorableDeviceGetProductType(device),
-                   .fusingInfo = AMRestorableDeviceGetFusingInfo(device),
-                   .locationID = AMRestorableDeviceGetLocationID(device),
-                   .serialNumber = std::nullopt,
-                   .productString = std::nullopt,
-                   .description = std::nullopt};
-  if (const std::optional<std::string> serial =
-          take_string(AMRestorableDeviceCopySerialNumber(device)))
-    info.serialNumber.emplace(*serial);
-  info.productString = take_string(AMRestorableDeviceCopyProductString(device));
-  const cf_object dictionary(make_cftype(info));
-  outputter->print_value(CFSTR("DeviceInfo"), dictionary.get());
-}
-
-void device_notifier_state::operateRecovery(AMRestorableDeviceRef device) {
-  const AMRestorableDeviceState state = AMRestorableDeviceGetState(device);
-  if (state != kAMRestorableDeviceStateRecovery)
-    throw CreateDomainError(Error::DeviceBadState,
-                            fmt::format("Device in state {} not valid for {}", state, commandName));
-  const std::unique_ptr<_AMRecoveryModeDevice, CFTypeDeleter> recoveryDevice(
-      AMRestorableDeviceCopyRecoveryModeDevice(device));
-  if (!recoveryDevice)
-    throw CreateDomainError(Error::DeviceBadState,
-                            "Recovery device not available for this Restorable device");
-  operateOnRecoveryDevice(recoveryDevice.get());
 }
 
 }  // namespace korvrestore

@@ -1,5 +1,8 @@
 #include "device/device_info.h"
 
+#include "device/RestorableDeviceHandler.h"
+#include "output/cf_strings.h"
+#include "output/plist_values.h"
 #include "support/cf_type_deleter.h"
 
 namespace korvrestore {
@@ -10,18 +13,14 @@ cf_string make_cfstring(const std::string& text) {
       CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8));
 }
 
-void set_if_made(CFMutableDictionaryRef dictionary, CFStringRef key, const void* value) {
-  if (value != nullptr) CFDictionarySetValue(dictionary, key, value);
-}
-
 void set_string(CFMutableDictionaryRef dictionary, CFStringRef key, const std::string& text) {
-  set_if_made(dictionary, key, make_cfstring(text).get());
+  set_unless_null(dictionary, key, make_cfstring(text).get());
 }
 
 void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, CFNumberType type,
                 const void* number) {
   const cf_object value(CFNumberCreate(kCFAllocatorDefault, type, number));
-  set_if_made(dictionary, key, value.get());
+  set_unless_null(dictionary, key, value.get());
 }
 
 }  // namespace
@@ -52,6 +51,25 @@ CFMutableArrayRef make_cftype(std::span<const TY::ecid> ecids) noexcept {
     if (text) CFArrayAppendValue(array, text.get());
   }
   return array;
+}
+
+void device_notifier_state::printDeviceInfo(AMRestorableDeviceRef device) {
+  device_info info{.ecid = *ecid,
+                   .productID = AMRestorableDeviceGetProductID(device),
+                   .boardID = AMRestorableDeviceGetBoardID(device),
+                   .chipID = AMRestorableDeviceGetChipID(device),
+                   .productType = AMRestorableDeviceGetProductType(device),
+                   .fusingInfo = AMRestorableDeviceGetFusingInfo(device),
+                   .locationID = AMRestorableDeviceGetLocationID(device),
+                   .serialNumber = std::nullopt,
+                   .productString = std::nullopt,
+                   .description = std::nullopt};
+  if (const std::optional<std::string> serial =
+          take_string(AMRestorableDeviceCopySerialNumber(device)))
+    info.serialNumber.emplace(*serial);
+  info.productString = take_string(AMRestorableDeviceCopyProductString(device));
+  const cf_object dictionary(make_cftype(info));
+  outputter->print_value(CFSTR("DeviceInfo"), dictionary.get());
 }
 
 }  // namespace korvrestore

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "output/cf_strings.h"
-#include "support/cf_type_deleter.h"
 
 namespace korvrestore {
 namespace {
@@ -13,8 +12,7 @@ namespace {
 /// The text of `owned`, which is released, unless it is one of those that stand for no text.
 std::optional<std::string> known_text(CFStringRef owned,
                                       std::initializer_list<std::string_view> unknown) {
-  const cf_string string(owned);
-  std::optional<std::string> text = make_string(string.get());
+  std::optional<std::string> text = take_string(owned);
   if (text && std::find(unknown.begin(), unknown.end(), *text) != unknown.end()) text.reset();
   return text;
 }

@@ -28,6 +28,19 @@ void reboot(output_str_state& output, AMRecoveryModeDeviceRef device) {
 
 }  // namespace
 
+void device_notifier_state::runRecoveryCommand(AMRestorableDeviceRef device) {
+  const AMRestorableDeviceState state = AMRestorableDeviceGetState(device);
+  if (state != kAMRestorableDeviceStateRecovery)
+    throw CreateDomainError(Error::DeviceBadState,
+                            fmt::format("Device in state {} not valid for {}", state, commandName));
+  const std::unique_ptr<_AMRecoveryModeDevice, CFTypeDeleter> recoveryDevice(
+      AMRestorableDeviceCopyRecoveryModeDevice(device));
+  if (!recoveryDevice)
+    throw CreateDomainError(Error::DeviceBadState,
+                            "Recovery device not available for this Restorable device");
+  operateOnRecoveryDevice(recoveryDevice.get());
+}
+
 void device_notifier_state::operateOnRecoveryDevice(AMRecoveryModeDeviceRef recoveryDevice) {
   if (recoveryDevice == nullptr)
     assertion_failed({restorable_device_handler_file, 270, speaker, "recoveryDevice != nullptr"});

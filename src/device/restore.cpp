@@ -88,6 +88,8 @@ void device_notifier_state::CreateDefaultRestoreOptions(const TY::filesystem::pa
 void device_notifier_state::operateRestore(AMRestorableDeviceRef device) {
   if (!restoreOptions) throw CreateDomainError(Error::InvalidArgument, "restoreOptions not set");
   completion = std::promise<void>();
+  // The result is ignored: MobileDevice also reports a restore that can't start in a status report,
+  // which is the message that readers of the stream wait for.
   AMRestorableDeviceRestore(device, restoreOptions.get(), restoreCallback, this);
 
   std::future<void> completed = completion.get_future();

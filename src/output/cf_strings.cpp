@@ -17,6 +17,10 @@ std::optional<std::string> make_string(CFStringRef string) {
   return std::string(buffer.data());
 }
 
+std::optional<std::string> take_string(CFStringRef owned) {
+  return make_string(cf_string(owned).get());
+}
+
 std::string MakeString(CFStringRef string) { return make_string(string).value_or(std::string()); }
 
 std::string MakeDescription(const void* object) {

@@ -11,6 +11,9 @@ namespace korvrestore {
 /// converted.
 std::optional<std::string> make_string(CFStringRef string);
 
+/// The text of `owned`, as `make_string` returns it; releases `owned`.
+std::optional<std::string> take_string(CFStringRef owned);
+
 /// As `make_string`, with the empty text for no text.
 std::string MakeString(CFStringRef string);
 

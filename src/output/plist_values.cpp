@@ -66,16 +66,16 @@ cf_object sanitized(const void* object, on_error policy) {
   return nullptr;
 }
 
-void set_unless_null(CFMutableDictionaryRef dictionary, CFStringRef key, const void* value) {
-  if (value != nullptr) CFDictionarySetValue(dictionary, key, value);
-}
-
 }  // namespace
 
 cf_object sanitize_for_xml(const void* object, on_error policy) {
   cf_object copy = sanitized(object, policy);
   if (!copy && policy == on_error::fail) throw std::runtime_error("Could not convert to xml plist");
   return copy;
+}
+
+void set_unless_null(CFMutableDictionaryRef dictionary, CFStringRef key, const void* value) {
+  if (value != nullptr) CFDictionarySetValue(dictionary, key, value);
 }
 
 cf_mutable_dictionary DictionaryFromError(CFErrorRef error) {

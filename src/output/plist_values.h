@@ -17,6 +17,9 @@ enum class on_error {
 /// @throws std::runtime_error  nothing was kept and the policy is `fail`.
 cf_object sanitize_for_xml(const void* object, on_error policy);
 
+/// Sets `key` in the dictionary; does nothing if `value` is NULL.
+void set_unless_null(CFMutableDictionaryRef dictionary, CFStringRef key, const void* value);
+
 /// "Domain", "Code", "Description" and "FailureReason" of an error, as far as it has them; NULL for
 /// NULL.
 cf_mutable_dictionary DictionaryFromError(CFErrorRef error);
