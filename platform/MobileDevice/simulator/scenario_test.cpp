@@ -1,8 +1,11 @@
 #include "scenario.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 
 #include "failure.h"
@@ -24,16 +27,27 @@ std::string refusal(const std::string& file) {
 
 }  // namespace
 
-/// The data holds two lines per case: the scenario and the complaint.
+/// The data has two lines per case: "scenario:" with the file's content and "complaint:".
 TEST(Scenario, WhatIsWrongIsNamed) {
   const TemporaryDirectory directory;
   std::ifstream cases(TEST_DATA_DIR "/refused.txt");
-  ASSERT_TRUE(cases.is_open());
-  for (std::string content, complaint;
-       std::getline(cases, content) && std::getline(cases >> std::ws, complaint);) {
+  int line = 0;
+  const auto next = [&](const std::string& mark) {
+    std::string text;
+    ++line;
+    if (!std::getline(cases, text) || !text.starts_with(mark))
+      throw std::runtime_error(fmt::format("refused.txt:{}: expected \"{}\"", line, mark));
+    return text.substr(std::min(text.size(), mark.size() + 1));
+  };
+  do {
+    const std::string content = next("scenario:"), complaint = next("complaint:");
     const std::string file = directory.write("lab.plist", content);
-    EXPECT_EQ(refusal(file), file + ": " + complaint);
-  }
+    EXPECT_EQ(refusal(file), file + ": " + complaint) << "refused.txt:" << line;
+  } while (cases.peek() != std::ifstream::traits_type::eof());
+}
+
+TEST(Scenario, UnreadableFilesAreNamed) {
+  const TemporaryDirectory directory;
   EXPECT_EQ(refusal(""), "MOBILEDEVICE_SCENARIO is empty, expected the path of a scenario file");
   const std::string none = directory / "none", folder = directory / ".";
   EXPECT_EQ(refusal(none), none + ": No such file or directory");
