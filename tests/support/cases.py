@@ -1,5 +1,6 @@
 """Runs of the program that testdata/*.toml has as data. Each [[case]] is one run:
 
+why       what the case shows; names it when it fails
 options   the command line, in a shell's words; a character up to ÿ is the byte of that number.
           $target is the device, and a wait that ends as it comes; $directory is the test's own
 device    what the device has beside its ECID and the state Recovery; or `devices`, a list of all
@@ -41,10 +42,10 @@ class CasesTest(ProgramTest):
 
     def play_all(self, file) -> None:
         for case in self.load(file)["case"]:
-            with self.subTest(**case):
+            with self.subTest(case.pop("why")):
                 self.play(**case)
 
-    def play(self, options, why="", files={}, devices=None, device={}, scenario={}, **outcome):
+    def play(self, options, files={}, devices=None, device={}, scenario={}, **outcome):
         for name, text in files.items():
             (self.directory / name).write_text(text)
         words = [os.fsdecode(word.encode("latin-1")) for word in shlex.split(options)]

@@ -55,6 +55,19 @@ class Result:
         return [line for line in lines if line.startswith(beginnings)]
 
 
+def collect(test, process, status, read="") -> Result:
+    """Reads to the end and checks the exit status. `read` is what was read of stderr before."""
+    try:
+        stdout, stderr = process.communicate(timeout=PATIENCE)
+    except subprocess.TimeoutExpired:
+        process.kill()
+        process.communicate()
+        raise
+    stdout, stderr = stdout or b"", read + stderr.decode()
+    test.assertEqual(process.returncode, status, stdout.decode() + stderr)
+    return Result(status, list(messages(io.BytesIO(stdout).read)), stderr)
+
+
 class Run:
     """One run against a scenario, with a temporary directory of its own."""
 
@@ -74,15 +87,8 @@ class Run:
 
     def finish(self, test, status=0) -> Result:
         """Reads to the end and checks what holds for every run."""
-        try:
-            stdout, stderr = self.process.communicate(timeout=PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.communicate()
-            raise
-        stdout, stderr = stdout or b"", stderr.decode()
-        ended = self.process.returncode
-        test.assertEqual(ended, status, stdout.decode() + stderr)
+        result = collect(test, self.process, status)
+        stderr, ended = result.stderr, result.status
         if ended != -signal.SIGABRT:
             test.assertEqual(os.listdir(self.temporary), [], "the scratch directory is still there")
             if not self.speaks:
@@ -90,7 +96,7 @@ class Run:
             elif self.speaks == {"--debug"}:
                 for line in stderr.splitlines():
                     test.assertTrue(line.startswith(SPEAKERS), line)
-        return Result(ended, list(messages(io.BytesIO(stdout).read)), stderr)
+        return result
 
 
 class ProgramTest(unittest.TestCase):

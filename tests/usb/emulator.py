@@ -28,7 +28,7 @@ from gi.repository import GLib, UMockdev  # noqa: E402: of that version
 APPLE = 0x05AC
 CHIP = "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:{} IBFL:3C "
 RECOVERY_SERIAL = CHIP + "SRNM:[F2LXXXXXXXXX]"
-DFU_SERIAL = CHIP + "SRTG:[iBoot-3865.0.0.4.7]"
+DFU_SERIAL = CHIP + "SRTG:[Loader-1.0]"
 Identity = collections.namedtuple("Identity", "vendor product serial name")
 DEVICES = {
     "recovery": Identity(APPLE, 0x1281, RECOVERY_SERIAL, "Apple Mobile Device (Recovery Mode)"),

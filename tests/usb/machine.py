@@ -1,13 +1,11 @@
 """The program, run against emulated USB devices."""
 
-import io
 import pathlib
 import subprocess
 import tempfile
 import unittest
 
-from support.messages import messages
-from support.program import FOUND, PATIENCE, PROGRAM, Result
+from support.program import FOUND, PROGRAM, Result, collect
 from usb.emulator import Emulator
 
 INFO = ("--device-info", *FOUND, "--ecid")
@@ -47,15 +45,7 @@ class UsbTest(unittest.TestCase):
         return not missing
 
     def finish(self, process, status=0) -> Result:
-        try:
-            stdout, stderr = process.communicate(timeout=PATIENCE)
-        except subprocess.TimeoutExpired:
-            process.kill()
-            process.communicate()
-            raise
-        stderr = self.read + stderr.decode()
-        self.assertEqual(process.returncode, status, stderr)
-        return Result(status, list(messages(io.BytesIO(stdout).read)), stderr)
+        return collect(self, process, status, self.read)
 
     def run_program(self, *arguments, status=0, **options) -> Result:
         return self.finish(self.start(*arguments, **options), status)
