@@ -13,11 +13,11 @@ std::string read_file(const std::string& path) {
   return bytes;
 }
 
-korvrestore::cf_object parse_plist(const std::string& bytes) {
-  const std::unique_ptr<const __CFData, korvrestore::CFTypeDeleter> data(
+cf::Owned<CFPropertyListRef> parse_plist(const std::string& bytes) {
+  const cf::Owned<CFDataRef> data(
       CFDataCreateWithBytesNoCopy(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
                                   static_cast<CFIndex>(bytes.size()), kCFAllocatorNull));
-  korvrestore::cf_object value(CFPropertyListCreateWithData(
+  cf::Owned<CFPropertyListRef> value(CFPropertyListCreateWithData(
       kCFAllocatorDefault, data.get(), kCFPropertyListImmutable, nullptr, nullptr));
   if (!value) throw std::runtime_error("CoreFoundation finds no property list");
   return value;

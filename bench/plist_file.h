@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "support/cf_type_deleter.h"
+#include "platform/cf_owned.h"
 
 /// The whole file.
 /// @throws std::runtime_error  it can't be opened or read.
@@ -11,4 +11,4 @@ std::string read_file(const std::string& path);
 
 /// The property list that `bytes` hold; `bytes` are borrowed for the call.
 /// @throws std::runtime_error  they hold none.
-korvrestore::cf_object parse_plist(const std::string& bytes);
+cf::Owned<CFPropertyListRef> parse_plist(const std::string& bytes);

@@ -33,7 +33,7 @@ std::uint64_t drain(int descriptor) {
 }
 
 /// Seconds until the last of `count` messages has left the pipe; `received` is what left it.
-double send(const korvrestore::cf_object& message, int count, std::uint64_t& received) {
+double send(const cf::Owned<CFPropertyListRef>& message, int count, std::uint64_t& received) {
   const CFDictionaryRef envelope = static_cast<CFDictionaryRef>(message.get());
   const CFStringRef type = static_cast<CFStringRef>(CFDictionaryGetValue(envelope, CFSTR("Type")));
   const CFTypeRef value = CFDictionaryGetValue(envelope, CFSTR("Value"));
@@ -58,7 +58,7 @@ double send(const korvrestore::cf_object& message, int count, std::uint64_t& rec
 }
 
 void run(const std::string& path, int count) {
-  const korvrestore::cf_object message = parse_plist(read_file(path));
+  const cf::Owned<CFPropertyListRef> message = parse_plist(read_file(path));
   std::uint64_t size_of_one = 0;
   send(message, 1, size_of_one);
   std::uint64_t received = 0;

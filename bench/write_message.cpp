@@ -40,7 +40,7 @@ void run(int argc, char** argv) {
   if (argc != 2) throw std::runtime_error("usage: write_message FILE [--benchmark_...]");
   const std::string bytes = read_file(argv[1]);
 
-  const korvrestore::cf_object ours = parse_plist(bytes);
+  const cf::Owned<CFPropertyListRef> ours = parse_plist(bytes);
   plist_t libplist = nullptr;
   plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &libplist);
   if (libplist == nullptr) throw std::runtime_error("libplist finds no property list");

@@ -2,18 +2,14 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <memory>
-
+#include "cf_owned.h"
 #include "fuzz/target.h"
 
 namespace fuzz {
 namespace {
 
-struct Release {
-  void operator()(CFTypeRef cf) const noexcept { CFRelease(cf); }
-};
-using Object = std::unique_ptr<const void, Release>;
-using Data = std::unique_ptr<const __CFData, Release>;
+using Object = cf::Owned<CFTypeRef>;
+using Data = cf::Owned<CFDataRef>;
 
 std::string_view bytes_of(const Data& data) {
   return {reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),

@@ -76,7 +76,7 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
     text += '\n';
   }
   text += ")}";
-  return cf::make_string(text).release();
+  return cf::make_cfstring(text).release();
 }
 
 }  // namespace

@@ -143,12 +143,12 @@ Owned<CFTypeRef> make_real(std::string_view bytes) {
 Owned<CFTypeRef> make_utf16_string(std::string_view bytes) {
   std::string text;
   if (!append_utf8(text, bytes, ByteOrder::kBigEndian)) fail("Bad UTF-16 string");
-  return make_string(text);
+  return make_cfstring(text);
 }
 
 Owned<CFTypeRef> make_ascii_string(std::string_view bytes) {
   if (ascii_prefix(bytes) != bytes.size()) fail("Bad ASCII string");
-  return make_string(bytes);
+  return make_cfstring(bytes);
 }
 
 Owned<CFTypeRef> make_leaf(unsigned marker, Body& body) {

@@ -12,11 +12,11 @@ constinit const __CFBoolean false_boolean = {cf::immortal_base(cf::kBoolean)};
 const char* name(CFTypeRef cf) noexcept { return cf == &true_boolean ? "true" : "false"; }
 
 CFStringRef copy_name(CFTypeRef cf, const void* /*format_options*/) noexcept {
-  return cf::make_string(name(cf)).release();
+  return cf::make_cfstring(name(cf)).release();
 }
 
 CFStringRef copy_description(CFTypeRef cf) noexcept {
-  return cf::make_string(cf::description_head(cf, "CFBoolean") + "{value = " + name(cf) + '}')
+  return cf::make_cfstring(cf::description_head(cf, "CFBoolean") + "{value = " + name(cf) + '}')
       .release();
 }
 

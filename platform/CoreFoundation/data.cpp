@@ -52,7 +52,7 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
     append_hex(text, bytes.last(kTail));
   }
   text += '}';
-  return cf::make_string(text).release();
+  return cf::make_cfstring(text).release();
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ CFHashCode hash(CFTypeRef cf) noexcept {
 CFStringRef copy_description(CFTypeRef cf) noexcept {
   char value[64];
   std::snprintf(value, sizeof value, "{time = %.9g}", time_of(cf));
-  return cf::make_string(cf::description_head(cf, "CFDate") + value).release();
+  return cf::make_cfstring(cf::description_head(cf, "CFDate") + value).release();
 }
 
 }  // namespace

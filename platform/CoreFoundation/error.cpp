@@ -73,7 +73,7 @@ CFStringRef copy_description(CFTypeRef cf) noexcept {
     CFDictionaryApplyFunction(error.user_info, append_pair, &pairs);
     text.append(" UserInfo={").append(pairs).append("}");
   }
-  return cf::make_string(text).release();
+  return cf::make_cfstring(text).release();
 }
 
 }  // namespace
@@ -115,7 +115,7 @@ CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef error) {
 CFStringRef CFErrorCopyDescription(CFErrorRef error) {
   if (const CFStringRef text = text_under(*error, kCFErrorLocalizedDescriptionKey))
     return static_cast<CFStringRef>(CFRetain(text));
-  return cf::make_string(generic_description(*error)).release();
+  return cf::make_cfstring(generic_description(*error)).release();
 }
 
 CFStringRef CFErrorCopyFailureReason(CFErrorRef error) {

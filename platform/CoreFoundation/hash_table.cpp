@@ -221,7 +221,7 @@ CFStringRef copy_table_description(CFTypeRef cf, std::string_view kind) noexcept
     text += '\n';
   }
   text += "}\n";
-  return make_string(text).release();
+  return make_cfstring(text).release();
 }
 
 }  // namespace cf

@@ -7,20 +7,12 @@
 
 #include <CoreFoundation/CFRuntime.h>
 
-#include <memory>
 #include <span>
 #include <string_view>
-#include <type_traits>
+
+#include "../cf_owned.h"
 
 namespace cf {
-
-struct Releaser {
-  void operator()(CFTypeRef cf) const noexcept { CFRelease(cf); }
-};
-
-/// One owned reference: `Owned<CFStringRef>`.
-template <typename Ref>
-using Owned = std::unique_ptr<std::remove_pointer_t<Ref>, Releaser>;
 
 /// The built-in types' IDs, fixed so that constants can be initialised by the compiler.
 enum TypeID : CFTypeID {
@@ -44,7 +36,7 @@ std::string_view utf8(CFStringRef string) noexcept;
 
 /// A string from UTF-8 that the caller has checked already; NULL when memory is short or the text
 /// takes 4 GiB or more.
-Owned<CFStringRef> make_string(std::string_view valid_utf8) noexcept;
+Owned<CFStringRef> make_cfstring(std::string_view valid_utf8) noexcept;
 
 /// An integer that may be past CFNumberCreate's range; of type SInt64 where that holds it.
 Owned<CFNumberRef> make_number(std::uint64_t value) noexcept;

@@ -219,13 +219,14 @@ std::string signed_text(CFNumberRef number) {
 
 CFStringRef copy_number_text(CFTypeRef cf, const void* /*format_options*/) noexcept {
   char buffer[32];
-  return cf::make_string(cf::number_text(to_number(cf), buffer)).release();
+  return cf::make_cfstring(cf::number_text(to_number(cf), buffer)).release();
 }
 
 CFStringRef copy_description(CFTypeRef cf) noexcept {
   const CFNumberRef number = to_number(cf);
-  return cf::make_string(cf::description_head(cf, "CFNumber") + "{value = " + signed_text(number) +
-                         ", type = " + type_name(cf::flags_of(number->base)) + '}')
+  return cf::make_cfstring(cf::description_head(cf, "CFNumber") +
+                           "{value = " + signed_text(number) +
+                           ", type = " + type_name(cf::flags_of(number->base)) + '}')
       .release();
 }
 

@@ -153,7 +153,7 @@ void OpenStepReader::push_entries(char terminator, std::size_t depth) {
 
 void OpenStepReader::push_string() {
   if (peek() == '"' || peek() == '\'') {
-    values_.push(make_string(quoted_string()));
+    values_.push(make_cfstring(quoted_string()));
     return;
   }
   const std::string_view rest = text_.substr(at_);
@@ -162,7 +162,7 @@ void OpenStepReader::push_string() {
       static_cast<std::size_t>(std::find_if_not(rest.begin(), rest.end(), is_bare) - rest.begin()));
   if (bare.empty()) fail(rest.empty() ? "Unexpected end" : "Unexpected character");
   at_ += bare.size();
-  values_.push(make_string(bare));
+  values_.push(make_cfstring(bare));
 }
 
 std::string OpenStepReader::quoted_string() {

@@ -24,7 +24,7 @@ constexpr std::string_view kWhiteSpace = " \t\n\r";
 /// Puts a new error of the property-list codes into `*error`, unless that is NULL.
 void report(CFErrorRef* error, CFIndex code, std::string_view text) noexcept {
   if (error == nullptr) return;
-  const CFTypeRef entry[] = {CFRetain(CFSTR("NSDebugDescription")), make_string(text).release()};
+  const CFTypeRef entry[] = {CFRetain(CFSTR("NSDebugDescription")), make_cfstring(text).release()};
   const Owned<CFDictionaryRef> user_info = make_dictionary(entry);
   *error = CFErrorCreate(kCFAllocatorDefault, CFSTR("NSCocoaErrorDomain"), code, user_info.get());
 }

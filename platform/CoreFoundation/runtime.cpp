@@ -120,10 +120,10 @@ CFStringRef CFCopyDescription(CFTypeRef cf) {
   if (cls->copyDebugDesc != nullptr) {
     if (const CFStringRef description = cls->copyDebugDesc(cf)) return description;
   }
-  return cf::make_string(cf::description_head(cf, cls->className)).release();
+  return cf::make_cfstring(cf::description_head(cf, cls->className)).release();
 }
 
 CFStringRef CFCopyTypeIDDescription(CFTypeID type_id) {
   const CFRuntimeClass* const cls = class_of_type(type_id);
-  return cls == nullptr ? nullptr : cf::make_string(cls->className).release();
+  return cls == nullptr ? nullptr : cf::make_cfstring(cls->className).release();
 }

@@ -73,7 +73,7 @@ CFStringRef copy_contents(CFTypeRef cf, const void* /*format_options*/) noexcept
 CFStringRef copy_description(CFTypeRef cf) noexcept {
   std::string text = cf::description_head(cf, "CFString");
   text.append("{contents = \"").append(cf::utf8(static_cast<CFStringRef>(cf))).append("\"}");
-  return cf::make_string(text).release();
+  return cf::make_cfstring(text).release();
 }
 
 }  // namespace
@@ -90,7 +90,7 @@ std::string_view cf::utf8(CFStringRef string) noexcept {
   return {reinterpret_cast<const char*>(string + 1), string->size};
 }
 
-cf::Owned<CFStringRef> cf::make_string(std::string_view valid_utf8) noexcept {
+cf::Owned<CFStringRef> cf::make_cfstring(std::string_view valid_utf8) noexcept {
   return Owned<CFStringRef>(create_string(kCFAllocatorDefault, valid_utf8));
 }
 

@@ -33,7 +33,7 @@ struct ConstantString {
 /// property list can't be chosen to collide.
 std::uint64_t hash_text(std::string_view text) noexcept;
 
-/// As make_string, but never destroyed.
+/// As make_cfstring, but never destroyed.
 CFStringRef immortal_string(std::string_view valid_utf8) noexcept;
 
 }  // namespace cf

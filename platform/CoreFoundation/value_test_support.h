@@ -40,7 +40,7 @@ inline Owned<CFNumberRef> integer(std::int64_t value) { return number(kCFNumberS
 
 inline Owned<CFNumberRef> real(double value) { return number(kCFNumberFloat64Type, value); }
 
-inline Owned<CFStringRef> string(std::string_view utf8) { return make_string(utf8); }
+inline Owned<CFStringRef> string(std::string_view utf8) { return make_cfstring(utf8); }
 
 inline Owned<CFArrayRef> array_of(std::initializer_list<CFTypeRef> values) {
   for (const CFTypeRef value : values) CFRetain(value);

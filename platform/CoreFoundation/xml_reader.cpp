@@ -291,7 +291,7 @@ Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
     case Element::kKey:
       return make_key();
     case Element::kString:
-      return make_string(plain_text_.empty() ? text_ : plain_text_);
+      return make_cfstring(plain_text_.empty() ? text_ : plain_text_);
     case Element::kInteger:
       return parse_integer(text_);
     case Element::kReal:
@@ -314,7 +314,7 @@ Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
 
 Owned<CFTypeRef> XmlReader::make_key() {
   Owned<CFStringRef>& recent = recent_keys_[hash_text(text_) % recent_keys_.size()];
-  if (recent == nullptr || utf8(recent.get()) != text_) recent = make_string(text_);
+  if (recent == nullptr || utf8(recent.get()) != text_) recent = make_cfstring(text_);
   return Owned<CFTypeRef>(recent == nullptr ? nullptr : CFRetain(recent.get()));
 }
 

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "cf.h"
+#include "cf_values.h"
 
 namespace MobileDevice {
 

@@ -8,7 +8,7 @@ namespace MobileDevice {
 
 Owned<CFDictionaryRef> make_status_report(std::string_view status, int operation,
                                           std::int64_t progress, CFErrorRef error) {
-  const Owned<CFStringRef> status_text = make_string(status);
+  const Owned<CFStringRef> status_text = make_cfstring(status);
   const Owned<CFNumberRef> operation_number = make_number(operation);
   const Owned<CFNumberRef> progress_number = make_number(progress);
   const void* keys[] = {CFSTR("Status"), CFSTR("Operation"), CFSTR("Progress"), CFSTR("Error")};

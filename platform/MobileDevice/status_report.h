@@ -1,7 +1,7 @@
 /// The status reports of a restore.
 #pragma once
 
-#include "cf.h"
+#include "cf_values.h"
 
 namespace MobileDevice {
 

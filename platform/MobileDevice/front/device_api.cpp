@@ -25,7 +25,7 @@ CFStringRef copy_string(AMRestorableDeviceRef device,
                         std::optional<std::string> DeviceProperties::*member) noexcept {
   const std::optional<std::string> text = property(device, member);
   if (!text) return nullptr;
-  return guarded(CFStringRef{}, [&] { return MobileDevice::make_string(*text).release(); });
+  return guarded(CFStringRef{}, [&] { return MobileDevice::make_cfstring(*text).release(); });
 }
 
 /// Has `command` answered by the device and logs it as `call`.

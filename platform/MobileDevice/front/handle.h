@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "../Backend.h"
-#include "../cf.h"
+#include "../cf_values.h"
 
 namespace MobileDevice {
 

@@ -3,7 +3,7 @@
 #include <new>
 #include <optional>
 
-#include "../cf.h"
+#include "../cf_values.h"
 #include "../numbers.h"
 #include "guarded.h"
 #include "library.h"
@@ -11,7 +11,7 @@
 
 using MobileDevice::guarded;
 using MobileDevice::library;
-using MobileDevice::make_string;
+using MobileDevice::make_cfstring;
 
 struct _AMDeviceNotification {};
 
@@ -74,13 +74,13 @@ int AMRestoreEnableFileLogging(const char* path) {
 CFStringRef AMRLocalizedCopyStringForAMROperation(int operation) {
   return guarded(CFStringRef{}, [&] {
     const std::optional<std::string> text = library().backend->operation_text(operation);
-    return make_string(text ? *text : MobileDevice::operation_text(operation)).release();
+    return make_cfstring(text ? *text : MobileDevice::operation_text(operation)).release();
   });
 }
 
 CFStringRef AMRLocalizedCopyStringForAMRError(int error) {
   return guarded(CFStringRef{}, [&] {
     const std::optional<std::string> text = library().backend->error_text(error);
-    return make_string(text ? *text : MobileDevice::error_text(error)).release();
+    return make_cfstring(text ? *text : MobileDevice::error_text(error)).release();
   });
 }

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "../cf.h"
+#include "../cf_values.h"
 
 namespace MobileDevice::simulator {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "../cf.h"
+#include "../cf_values.h"
 #include "timeline.h"
 
 namespace MobileDevice::simulator {

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <system_error>
 
-#include "../cf.h"
+#include "../cf_values.h"
 
 namespace MobileDevice::simulator {
 namespace {

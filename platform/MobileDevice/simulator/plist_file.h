@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "../cf.h"
+#include "../cf_values.h"
 
 namespace MobileDevice::simulator {
 

@@ -55,8 +55,8 @@ class Reporter {
 };
 
 std::string path_option(CFDictionaryRef options, const char* key) {
-  const CFStringRef path =
-      cast<CFStringRef>(CFDictionaryGetValue(options, make_string(key).get()), CFStringGetTypeID());
+  const CFStringRef path = cast<CFStringRef>(
+      CFDictionaryGetValue(options, make_cfstring(key).get()), CFStringGetTypeID());
   std::string text = path == nullptr ? "" : to_text(path);
   if (text.empty() || text.find('\0') != std::string::npos) {
     throw Failure(FailureCode::kOptions,

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "../Backend.h"
-#include "../cf.h"
+#include "../cf_values.h"
 #include "timeline.h"
 
 namespace MobileDevice::simulator {

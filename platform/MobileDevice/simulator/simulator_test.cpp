@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "../cf.h"
+#include "../cf_values.h"
 #include "../numbers.h"
 #include "tests/support/temporary_directory.h"
 

@@ -4,7 +4,7 @@
 #include <thread>
 #include <utility>
 
-#include "../cf.h"
+#include "../cf_values.h"
 #include "../device_backend.h"
 #include "identity.h"
 #include "string_descriptor.h"

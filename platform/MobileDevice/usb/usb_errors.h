@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "../cf.h"
+#include "../cf_values.h"
 
 namespace MobileDevice::usb {
 

@@ -1,4 +1,4 @@
-#include "cf.h"
+#include "cf_values.h"
 
 #include <algorithm>
 #include <new>
@@ -20,7 +20,7 @@ Owned<Ref> checked(Ref cf) {
 
 }  // namespace
 
-Owned<CFStringRef> make_string(std::string_view text) {
+Owned<CFStringRef> make_cfstring(std::string_view text) {
   if (CFStringRef string = create_string(text)) return Owned<CFStringRef>(string);
   std::string ascii(text);
   std::replace_if(
@@ -33,13 +33,13 @@ Owned<CFNumberRef> make_number(std::int64_t value) {
 }
 
 Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_view description) {
-  const Owned<CFStringRef> text = make_string(description);
+  const Owned<CFStringRef> text = make_cfstring(description);
   const void* key = kCFErrorLocalizedDescriptionKey;
   const void* value = text.get();
   const Owned<CFDictionaryRef> info =
       checked(CFDictionaryCreate(kCFAllocatorDefault, &key, &value, 1,
                                  &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-  return checked(CFErrorCreate(kCFAllocatorDefault, make_string(domain).get(), code, info.get()));
+  return checked(CFErrorCreate(kCFAllocatorDefault, make_cfstring(domain).get(), code, info.get()));
 }
 
 std::string to_text(CFStringRef string) {

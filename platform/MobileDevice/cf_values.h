@@ -1,23 +1,17 @@
-/// What the files of this library need around CoreFoundation's C API.
+/// Makes CoreFoundation values from C++ ones, and reads and shares them.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <string_view>
-#include <type_traits>
+
+#include "../cf_owned.h"
 
 namespace MobileDevice {
 
-struct Release {
-  void operator()(CFTypeRef cf) const noexcept { CFRelease(cf); }
-};
-
-/// Owns one reference.
-template <typename Ref>
-using Owned = std::unique_ptr<std::remove_pointer_t<Ref>, Release>;
+using cf::Owned;
 
 /// Takes one reference more.
 template <typename Ref>
@@ -35,7 +29,7 @@ Ref cast(CFTypeRef value, CFTypeID id) {
 
 /// Text that isn't UTF-8 (a path, say) has its bytes beyond ASCII replaced by question marks.
 /// @throws std::bad_alloc
-Owned<CFStringRef> make_string(std::string_view text);
+Owned<CFStringRef> make_cfstring(std::string_view text);
 Owned<CFNumberRef> make_number(std::int64_t value);
 Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_view description);
 
