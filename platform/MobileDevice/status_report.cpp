@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "numbers.h"
+#include "operation_and_error_numbers.h"
 
 namespace MobileDevice {
 

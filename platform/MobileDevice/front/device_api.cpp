@@ -2,7 +2,7 @@
 #include <functional>
 #include <utility>
 
-#include "../numbers.h"
+#include "../operation_and_error_numbers.h"
 #include "guarded.h"
 #include "handle.h"
 #include "library.h"
@@ -101,23 +101,4 @@ AMRError AMRecoveryModeDeviceSetAutoBoot(AMRecoveryModeDeviceRef device, Boolean
 
 AMRError AMRecoveryModeDeviceReboot(AMRecoveryModeDeviceRef device) {
   return logged(device, "AMRecoveryModeDeviceReboot()", &Attachment::reboot);
-}
-
-AMRError AMRestorableDeviceRestore(AMRestorableDeviceRef device, CFDictionaryRef options,
-                                   AMRestorableDeviceRestoreCallback callback, void* context) {
-  if (device == nullptr || options == nullptr || callback == nullptr)
-    return MobileDevice::kAMRInvalidArgument;
-  const AMRError result = guarded(MobileDevice::kAMRInternalError, [&] {
-    const std::shared_ptr<_AMRestorableDevice> handle(MobileDevice::retained(device));
-    device->reported.attachment()->restore(options,
-                                           [handle, callback, context](CFDictionaryRef status) {
-                                             callback(handle.get(), status, context);
-                                           });
-    return kAMRSuccess;
-  });
-  return guarded(MobileDevice::kAMRInternalError, [&] {
-    library().log_file.write(AMRestorableDeviceGetECID(device), "AMRestorableDeviceRestore()",
-                             result);
-    return result;
-  });
 }

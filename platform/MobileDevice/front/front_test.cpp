@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "../device_backend.h"
-#include "../numbers.h"
+#include "../operation_and_error_numbers.h"
 #include "notification_center.h"
 #include "tests/support/temporary_directory.h"
 

@@ -18,8 +18,9 @@ struct Library {
   LogFile log_file;
 };
 
-/// Made at the first call, with the simulator for a backend if MOBILEDEVICE_SCENARIO names a
-/// scenario file. Never destroyed: threads of it still run while the process exits.
+/// Made at the first call. The backend is the simulator if the variable MOBILEDEVICE_SCENARIO is
+/// set, even to an empty text, else that of `make_device_backend`. Never destroyed: its threads
+/// still run while the process exits.
 Library& library();
 
 }  // namespace MobileDevice

@@ -1,6 +1,6 @@
 #include "texts.h"
 
-#include "../numbers.h"
+#include "../operation_and_error_numbers.h"
 
 namespace MobileDevice {
 

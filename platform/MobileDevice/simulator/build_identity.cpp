@@ -5,7 +5,7 @@
 #include <new>
 
 #include "failure.h"
-#include "integers.h"
+#include "fields.h"
 
 namespace MobileDevice::simulator {
 namespace {

@@ -24,7 +24,9 @@ enum class FailureCode : CFIndex {
 class Failure : public std::runtime_error {
  public:
   Failure(FailureCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
-  Owned<CFErrorRef> error() const;
+  Owned<CFErrorRef> error() const {
+    return make_error("MobileDeviceSimulator", static_cast<CFIndex>(code_), what());
+  }
 
  private:
   FailureCode code_;

@@ -8,7 +8,7 @@
 #include <system_error>
 #include <thread>
 
-#include "../numbers.h"
+#include "../operation_and_error_numbers.h"
 #include "../status_report.h"
 #include "build_identity.h"
 #include "failure.h"

@@ -7,7 +7,6 @@
 
 #include "failure.h"
 #include "fields.h"
-#include "integers.h"
 #include "plist_file.h"
 
 namespace MobileDevice::simulator {

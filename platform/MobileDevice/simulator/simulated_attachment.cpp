@@ -3,7 +3,7 @@
 #include <thread>
 #include <utility>
 
-#include "../numbers.h"
+#include "../operation_and_error_numbers.h"
 #include "restore.h"
 #include "simulated_device.h"
 

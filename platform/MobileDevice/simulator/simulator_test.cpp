@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "../cf_values.h"
-#include "../numbers.h"
+#include "../operation_and_error_numbers.h"
 #include "tests/support/temporary_directory.h"
 
 using namespace MobileDevice;

@@ -15,17 +15,32 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// What each record begins with, and its length without what varies.
-constexpr std::uint32_t kLocalHeader = 0x04034B50;
-constexpr std::size_t kLocalHeaderSize = 30;
-constexpr std::uint32_t kDirectoryEntry = 0x02014B50;
-constexpr std::size_t kDirectoryEntrySize = 46;
-constexpr std::uint32_t kEnd = 0x06054B50;
-constexpr std::size_t kEndSize = 22;
-constexpr std::uint32_t kEnd64 = 0x06064B50;
-constexpr std::size_t kEnd64Size = 56;
-constexpr std::uint32_t kEnd64Locator = 0x07064B50;
-constexpr std::size_t kEnd64LocatorSize = 20;
+// The records: the number that each begins with, the length of its fixed part, and the offsets of
+// its fields.
+namespace local_header {
+constexpr std::uint32_t kSignature = 0x04034B50;
+constexpr std::size_t kSize = 30, kNameLength = 26, kExtraLength = 28;
+}  // namespace local_header
+namespace directory_entry {
+constexpr std::uint32_t kSignature = 0x02014B50;
+constexpr std::size_t kSize = 46, kFlags = 8, kMethod = 10, kChecksum = 16, kPackedSize = 20,
+                      kUnpackedSize = 24, kNameLength = 28, kExtraLength = 30, kCommentLength = 32,
+                      kHeaderOffset = 42;
+}  // namespace directory_entry
+namespace end {
+constexpr std::uint32_t kSignature = 0x06054B50;
+constexpr std::size_t kSize = 22, kDisks = 4, kEntries = 10, kDirectorySize = 12,
+                      kDirectoryOffset = 16;
+}  // namespace end
+namespace end64 {
+constexpr std::uint32_t kSignature = 0x06064B50;
+constexpr std::size_t kSize = 56, kDisks = 16, kEntries = 32, kDirectorySize = 40,
+                      kDirectoryOffset = 48;
+}  // namespace end64
+namespace end64_locator {
+constexpr std::uint32_t kSignature = 0x07064B50;
+constexpr std::size_t kSize = 20, kEnd64Offset = 8;
+}  // namespace end64_locator
 
 constexpr std::size_t kLongestComment = 0xFFFF;
 constexpr std::uint32_t kInZip64Field = 0xFFFFFFFF;
@@ -43,6 +58,10 @@ Number number_at(const Bytes& bytes, std::size_t at) {
   for (std::size_t i = sizeof(Number); i-- > 0;)
     number = static_cast<Number>(static_cast<std::uint64_t>(number) << 8 | bytes[at + i]);
   return number;
+}
+
+bool is_record(const Bytes& bytes, std::size_t at, std::uint32_t signature) {
+  return number_at<std::uint32_t>(bytes, at) == signature;
 }
 
 [[noreturn]] void fail(const char* why) { throw std::runtime_error(why); }
@@ -119,9 +138,10 @@ ZipArchive::ZipArchive(const std::string& file) {
 void ZipArchive::read(const Entry& entry, const Receiver& receive) {
   if ((entry.flags & kEncrypted) != 0) fail("is encrypted");
   if (entry.method != kStored && entry.method != kDeflated) fail("neither stored nor deflated");
-  const Bytes header = read_at(entry.offset, kLocalHeaderSize);
-  if (number_at<std::uint32_t>(header, 0) != kLocalHeader) fail("damaged");
-  stream_.seekg(number_at<std::uint16_t>(header, 26) + number_at<std::uint16_t>(header, 28),
+  const Bytes header = read_at(entry.offset, local_header::kSize);
+  if (!is_record(header, 0, local_header::kSignature)) fail("damaged");
+  stream_.seekg(number_at<std::uint16_t>(header, local_header::kNameLength) +
+                    number_at<std::uint16_t>(header, local_header::kExtraLength),
                 std::ios::cur);
 
   std::uint64_t size = 0;
@@ -152,44 +172,49 @@ ZipArchive::Directory ZipArchive::find_directory() {
   stream_.seekg(0, std::ios::end);
   const std::uint64_t file_size = static_cast<std::uint64_t>(stream_.tellg());
   const std::size_t tail_size = static_cast<std::size_t>(
-      std::min<std::uint64_t>(file_size, kEnd64LocatorSize + kEndSize + kLongestComment));
+      std::min<std::uint64_t>(file_size, end64_locator::kSize + end::kSize + kLongestComment));
   const Bytes tail = read_at(file_size - tail_size, tail_size);
-  for (std::size_t after = tail_size; after >= kEndSize; --after) {
-    const std::size_t end = after - kEndSize;
-    if (number_at<std::uint32_t>(tail, end) != kEnd) continue;
-    if (end >= kEnd64LocatorSize) {
-      const std::size_t locator = end - kEnd64LocatorSize;
-      if (number_at<std::uint32_t>(tail, locator) == kEnd64Locator) {
-        const Bytes end64 = read_at(number_at<std::uint64_t>(tail, locator + 8), kEnd64Size);
-        if (number_at<std::uint32_t>(end64, 0) != kEnd64)
-          fail("the list of its entries is damaged");
-        if (number_at<std::uint64_t>(end64, 16) != 0) fail(kSeveralParts);
-        return {number_at<std::uint64_t>(end64, 48), number_at<std::uint64_t>(end64, 40),
-                number_at<std::uint64_t>(end64, 32)};
-      }
+  for (std::size_t after = tail_size; after >= end::kSize; --after) {
+    const std::size_t at = after - end::kSize;
+    if (!is_record(tail, at, end::kSignature)) continue;
+    if (at >= end64_locator::kSize) {
+      const std::size_t locator = at - end64_locator::kSize;
+      if (is_record(tail, locator, end64_locator::kSignature))
+        return read_end64(number_at<std::uint64_t>(tail, locator + end64_locator::kEnd64Offset));
     }
-    if (number_at<std::uint32_t>(tail, end + 4) != 0) fail(kSeveralParts);
-    return {number_at<std::uint32_t>(tail, end + 16), number_at<std::uint32_t>(tail, end + 12),
-            number_at<std::uint16_t>(tail, end + 10)};
+    if (number_at<std::uint32_t>(tail, at + end::kDisks) != 0) fail(kSeveralParts);
+    return {number_at<std::uint32_t>(tail, at + end::kDirectoryOffset),
+            number_at<std::uint32_t>(tail, at + end::kDirectorySize),
+            number_at<std::uint16_t>(tail, at + end::kEntries)};
   }
   fail("not a zip archive");
 }
 
+/// The directory that the record at `offset` describes.
+ZipArchive::Directory ZipArchive::read_end64(std::uint64_t offset) {
+  const Bytes record = read_at(offset, end64::kSize);
+  if (!is_record(record, 0, end64::kSignature)) fail("the list of its entries is damaged");
+  if (number_at<std::uint64_t>(record, end64::kDisks) != 0) fail(kSeveralParts);
+  return {number_at<std::uint64_t>(record, end64::kDirectoryOffset),
+          number_at<std::uint64_t>(record, end64::kDirectorySize),
+          number_at<std::uint64_t>(record, end64::kEntries)};
+}
+
 /// The entry of the directory at which the stream stands.
 ZipArchive::Entry ZipArchive::read_entry() {
-  Bytes fixed(kDirectoryEntrySize);
+  namespace field = directory_entry;
+  Bytes fixed(field::kSize);
   read_exactly(fixed.data(), fixed.size());
-  if (number_at<std::uint32_t>(fixed, 0) != kDirectoryEntry)
-    fail("the list of its entries is damaged");
-  Entry entry{std::string(number_at<std::uint16_t>(fixed, 28), '\0'),
-              number_at<std::uint16_t>(fixed, 8),
-              number_at<std::uint16_t>(fixed, 10),
-              number_at<std::uint32_t>(fixed, 16),
-              number_at<std::uint32_t>(fixed, 20),
-              number_at<std::uint32_t>(fixed, 24),
-              number_at<std::uint32_t>(fixed, 42)};
-  Bytes extra(number_at<std::uint16_t>(fixed, 30));
-  Bytes comment(number_at<std::uint16_t>(fixed, 32));
+  if (!is_record(fixed, 0, field::kSignature)) fail("the list of its entries is damaged");
+  Entry entry{std::string(number_at<std::uint16_t>(fixed, field::kNameLength), '\0'),
+              number_at<std::uint16_t>(fixed, field::kFlags),
+              number_at<std::uint16_t>(fixed, field::kMethod),
+              number_at<std::uint32_t>(fixed, field::kChecksum),
+              number_at<std::uint32_t>(fixed, field::kPackedSize),
+              number_at<std::uint32_t>(fixed, field::kUnpackedSize),
+              number_at<std::uint32_t>(fixed, field::kHeaderOffset)};
+  Bytes extra(number_at<std::uint16_t>(fixed, field::kExtraLength));
+  Bytes comment(number_at<std::uint16_t>(fixed, field::kCommentLength));
   read_exactly(reinterpret_cast<std::uint8_t*>(entry.name.data()), entry.name.size());
   read_exactly(extra.data(), extra.size());
   read_exactly(comment.data(), comment.size());

@@ -41,6 +41,7 @@ class ZipArchive {
   };
 
   Directory find_directory();
+  Directory read_end64(std::uint64_t offset);
   Entry read_entry();
   void read_exactly(std::uint8_t* bytes, std::size_t size);
   std::vector<std::uint8_t> read_at(std::uint64_t offset, std::size_t size);

@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "owners.h"
+#include "libusb_handles.h"
 
 namespace MobileDevice::usb {
 

@@ -8,10 +8,9 @@
 
 #include "../status_report.h"
 #include "control_transfer.h"
+#include "device_strings.h"
 #include "identity.h"
 #include "serial_string.h"
-#include "string_descriptor.h"
-#include "sysfs.h"
 #include "usb_errors.h"
 
 namespace MobileDevice::usb {

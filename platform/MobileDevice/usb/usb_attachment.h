@@ -7,7 +7,7 @@
 
 #include "../Backend.h"
 #include "event_loop.h"
-#include "owners.h"
+#include "libusb_handles.h"
 
 namespace MobileDevice::usb {
 

@@ -7,7 +7,6 @@
 #include "../cf_values.h"
 #include "../device_backend.h"
 #include "identity.h"
-#include "string_descriptor.h"
 #include "usb_errors.h"
 
 namespace MobileDevice {

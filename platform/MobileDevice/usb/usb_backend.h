@@ -7,9 +7,9 @@
 #include <string>
 
 #include "../Backend.h"
+#include "device_strings.h"
 #include "event_loop.h"
-#include "owners.h"
-#include "sysfs.h"
+#include "libusb_handles.h"
 #include "usb_attachment.h"
 
 namespace MobileDevice::usb {

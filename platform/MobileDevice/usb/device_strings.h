@@ -1,4 +1,4 @@
-/// Strings asked of the device itself.
+/// The strings of a USB device, from the kernel or from the device.
 #pragma once
 
 #include <libusb.h>
@@ -7,7 +7,14 @@
 #include <optional>
 #include <string>
 
+#include "identity.h"
+
 namespace MobileDevice::usb {
+
+/// The strings that the kernel read when the device came. None when another device has taken its
+/// place by now. Doesn't open the device: that needs no permission, and a device that hangs can't
+/// block it.
+DeviceStrings read_sysfs_strings(libusb_device* device);
 
 /// Asks an open device for the string `index` of its descriptors in US English; leaves `string`
 /// as it is if the index is 0, which stands for none. '?' replaces what is not ASCII. Blocks as

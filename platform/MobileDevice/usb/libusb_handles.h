@@ -1,4 +1,4 @@
-/// Owners of libusb's objects.
+/// Owning handles of libusb objects.
 #pragma once
 
 #include <libusb.h>
