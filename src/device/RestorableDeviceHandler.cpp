@@ -40,7 +40,7 @@ device_notifier_state::device_notifier_state(std::shared_ptr<output_str_state> o
   scratchLocation = scratchOverride && !scratchOverride->empty() ? std::move(*scratchOverride)
                                                                  : unique_scratch_location();
 
-  // MobileDevice wants this pair before any other call; its results don't matter.
+  // MobileDevice requires these two calls before any other; their results don't matter.
   AMDeviceNotificationRef notification = nullptr;
   AMDeviceNotificationSubscribe(dummyCallback, 0, 1, 0, &notification);
   AMDeviceNotificationUnsubscribe(notification);

@@ -22,7 +22,7 @@
 
 namespace korvrestore {
 
-/// What a session is asked to do.
+/// The command that a session carries out.
 enum class command_kind : std::uint32_t {
   list_devices = 0,
   device_info = 1,
@@ -32,15 +32,15 @@ enum class command_kind : std::uint32_t {
   enter_restore_mode = 5,
 };
 
-/// The name that assertions of the device session's files carry.
+/// The file name in the assertions of the device session.
 inline constexpr const char* restorable_device_handler_file = "RestorableDeviceHandler";
 
-/// Handed to AMDeviceNotificationSubscribe; does nothing.
+/// The callback for AMDeviceNotificationSubscribe; does nothing.
 void dummyCallback(void*, void*);
 
-/// One command's session with MobileDevice, from the first call to the last: the devices that are
-/// attached, the scratch directory, the command's parameters. The runner makes one in a shared
-/// pointer, sets the parameters and calls `waitForCompletion` once.
+/// The session of one command with MobileDevice: the attached devices, the scratch directory and
+/// the command's parameters. The runner creates it in a shared pointer, sets the parameters and
+/// calls `waitForCompletion` once.
 ///
 /// Errors are thrown as `cf_error` (driver/error.h).
 ///
@@ -50,40 +50,39 @@ void dummyCallback(void*, void*);
 ///   device_arrival.cpp           deviceNotificationCallback, waitForDevice, the table of devices
 ///   device_info.cpp              printDeviceInfo
 ///   recovery_commands.cpp        runRecoveryCommand, operateOnRecoveryDevice
-///   restore.cpp                  restore options, operateRestore, restoreCallback,
-///   notifyCompletion
+///   restore.cpp                  restore options, operateRestore, restoreCallback
 struct device_notifier_state {
   using duration = std::chrono::duration<std::int64_t, std::nano>;
 
-  /// Names the scratch directory (without making it): `scratchOverride`, or a unique name under
-  /// the system's temporary directory. Has MobileDevice log restores to `logFile`, if given; that
-  /// it can't is no error.
+  /// Chooses the name of the scratch directory without creating it: `scratchOverride`, or a unique
+  /// name in the system's temporary directory. Asks MobileDevice to log to `logFile`, if given;
+  /// failure to do so is ignored.
   /// @throws boost::filesystem::filesystem_error  no temporary directory.
   device_notifier_state(std::shared_ptr<output_str_state> outputter,
                         std::optional<TY::filesystem::path> logFile,
                         std::optional<TY::filesystem::path> scratchOverride);
   device_notifier_state(const device_notifier_state&) = delete;
   device_notifier_state& operator=(const device_notifier_state&) = delete;
-  /// Removes the scratch directory and all that is in it. Waits for callbacks that are running.
+  /// Removes the scratch directory and its contents. Waits for running callbacks.
   ~device_notifier_state();
 
-  /// Carries the command out; blocks. Called on a thread that doesn't serve the main dispatch
-  /// queue, on which devices are reported. On a thrown error the registration for devices stays in
-  /// place: the process ends soon after.
+  /// Carries out the command; blocks. Call it on a thread that doesn't serve the main dispatch
+  /// queue, on which MobileDevice reports devices. If it throws, the registration for devices
+  /// remains: the process ends soon after.
   void waitForCompletion();
 
-  /// Sets `restoreOptions` to MobileDevice's default ones for the bundle.
+  /// Sets `restoreOptions` to MobileDevice's default options for the bundle.
   /// @throws std::runtime_error  MobileDevice has no default options.
   void CreateDefaultRestoreOptions(const TY::filesystem::path& bundlePath, bool erase);
 
-  /// MobileDevice's reports; `context` is the session. They let no exception out.
+  /// Callbacks for MobileDevice's reports; `context` is the session.
   static void deviceNotificationCallback(AMRestorableDeviceRef device,
                                          AMRestorableDeviceNotificationType type,
                                          void* context) noexcept;
   static void restoreCallback(AMRestorableDeviceRef device, CFDictionaryRef statusDict,
                               void* context) noexcept;
 
-  /// The device with that ECID, waited for up to `detectTimeout`; empty when it didn't come.
+  /// Waits up to `detectTimeout` for the device with that ECID; empty if it doesn't arrive.
   std::shared_ptr<_AMRestorableDevice> waitForDevice(const TY::ecid& ecid);
 
   /// Carries out command 2 or 3 on a borrowed device; any other command does nothing.
@@ -91,7 +90,7 @@ struct device_notifier_state {
 
   /// Restores with `restoreOptions`, waiting up to `restoreTimeout` for the end. A timeout is
   /// reported as a message, not thrown, and doesn't stop the restore.
-  /// @throws the exception that a status report ended with; the restore goes on then too.
+  /// @throws the exception of a status report that couldn't be passed on; the restore continues.
   void operateRestore(AMRestorableDeviceRef device);
 
   std::shared_ptr<output_str_state> outputter;
@@ -107,7 +106,7 @@ struct device_notifier_state {
   std::optional<TY::ecid> ecid;
   duration restoreTimeout = std::chrono::hours(2);
   std::promise<void> completion;  // fulfilled when a restore has ended or a report was lost
-  callback_gate gate{this};       // the last member: it closes before the others are gone
+  callback_gate gate{this};       // the last member: it closes before the others are destroyed
 
  private:
   void deviceReported(AMRestorableDeviceRef device, AMRestorableDeviceNotificationType type);

@@ -4,13 +4,13 @@
 
 namespace korvrestore {
 
-/// Keeps MobileDevice's callbacks away from a context that is gone. A session ends a little before
-/// the process, and MobileDevice may go on calling: when the device has entered restore mode, or a
-/// restore has timed out, the restore and its reports go on; a command that failed leaves its
-/// registration in place.
+/// Keeps MobileDevice's callbacks from using a context that has been destroyed. A session ends a
+/// little before the process, and MobileDevice may still call: a restore continues after the device
+/// has entered restore mode or the restore has timed out, and a command that failed keeps its
+/// registration.
 ///
-/// A context is open from construction to destruction, which waits for the calls that are inside;
-/// so no callback may destroy its own context.
+/// A context is open from construction to destruction, which waits for running callbacks. So no
+/// callback may destroy its own context.
 class callback_gate {
  public:
   explicit callback_gate(const void* context);
@@ -22,12 +22,12 @@ class callback_gate {
   const void* context_;
 };
 
-/// One callback's stay inside its context: while it lasts, the context can't close.
+/// One running callback: while this object exists, the context can't close.
 class callback_entry {
  public:
   explicit callback_entry(const void* context);
 
-  /// Whether the context is open; if not, it must not be touched.
+  /// Whether the context is open; if not, it must not be used.
   bool is_open() const { return is_open_; }
 
  private:

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* speaker = "deviceNotificationCallback";
 
-/// When there is no memory for the line either, the report is lost in silence.
+/// If there is no memory for the line either, nothing reports the loss.
 void say_lost(output_str_state& output, const std::exception& error) noexcept {
   try {
     output.say(speaker, "Lost notification ({})", error.what());
@@ -30,7 +30,7 @@ void device_notifier_state::deviceNotificationCallback(AMRestorableDeviceRef dev
   try {
     session.deviceReported(device, type);
   } catch (const std::exception& error) {
-    // MobileDevice's frames can't be unwound, and nobody waits for this very report.
+    // MobileDevice's frames can't be unwound, and nobody waits for this particular report.
     say_lost(*session.outputter, error);
   }
 }
@@ -77,12 +77,12 @@ void device_notifier_state::deviceConnected(const TY::ecid& ecid, AMRestorableDe
     outputter->say(speaker, "Connected AMRestorableDevice, but '{}' already present", ecid);
   outputter->say(speaker, "Adding '{}' ({})", ecid, fmt::ptr(device));
   CFRetain(device);
-  // The handle gives the reference back also when there is no memory for it.
+  // The handle releases the reference also if there is no memory for the entry.
   devices.insert_or_assign(ecid, std::shared_ptr<_AMRestorableDevice>(device, CFTypeDeleter()));
 }
 
 void device_notifier_state::deviceDisconnected(const TY::ecid& ecid) {
-  // Inverted: it's said of a device that is there. Kept because readers match these lines.
+  // Inverted: printed for a device that is present. Kept because readers match these lines.
   if (devices.contains(ecid))
     outputter->say(speaker, "Disconnected AMRestorableDevice, but '{}' not present", ecid);
   outputter->say(speaker, "Removing '{}'", ecid);

@@ -26,11 +26,11 @@ struct device_info {
   std::optional<std::string> description;
 };
 
-/// A new dictionary with a key per field that is there; the caller releases it. The numbers are
-/// stored signed: 0x8000 as a product ID, 0x80000000 elsewhere, and all above read back negative.
+/// A new dictionary with a key for each field that has a value; the caller releases it. Numbers are
+/// stored signed: product IDs from 0x8000 and other numbers from 0x80000000 are negative.
 CFMutableDictionaryRef make_cftype(const device_info& info) noexcept;
 
-/// A new array of the ECIDs' texts, in the order given; the caller releases it.
+/// A new array of the ECIDs' texts in the given order; the caller releases it.
 CFMutableArrayRef make_cftype(std::span<const TY::ecid> ecids) noexcept;
 
 }  // namespace korvrestore

@@ -9,7 +9,8 @@
 namespace korvrestore {
 namespace {
 
-/// The text of `owned`, which is released, unless it is one of those that stand for no text.
+/// The text of `owned`, which is released. Empty if it is one of MobileDevice's texts for unknown
+/// numbers.
 std::optional<std::string> known_text(CFStringRef owned,
                                       std::initializer_list<std::string_view> unknown) {
   std::optional<std::string> text = take_string(owned);

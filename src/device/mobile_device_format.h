@@ -9,21 +9,21 @@
 
 namespace korvrestore {
 
-/// MobileDevice's restore-operation number, as found in status reports. 0, at progress 100, ends
-/// the restore.
+/// MobileDevice's number of a restore operation in status reports. 0 with progress 100 is the end
+/// of the restore.
 enum class operation_type : std::int32_t {
   ended = 0,
   entered_restore_mode = 9,
 };
 
-/// Texts of MobileDevice's numbers as they stand in messages; a number that MobileDevice has no
-/// text for is named itself.
+/// Texts of MobileDevice's numbers in messages. If MobileDevice has no text, the number itself is
+/// named.
 std::string get_error_str(AMRError error);
 std::string get_operation_str(operation_type operation);
 std::string get_state_str(AMRestorableDeviceState state);
 std::string get_notification_type_str(AMRestorableDeviceNotificationType type);
 
-/// Formats a number of MobileDevice's as the string that `Text` gives for it.
+/// Formats a number of MobileDevice's as the string that `Text` returns for it.
 template <typename Number, std::string (*Text)(Number)>
 struct text_formatter : fmt::formatter<std::string_view> {
   template <typename Context>

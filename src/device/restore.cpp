@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* speaker = "restoreCallback";
 
-/// The number under `key`; empty when there is none or when it doesn't fit.
+/// The number under `key`; empty if there is none or it doesn't fit.
 template <typename Number, CFNumberType Type>
 std::optional<Number> number_under(CFDictionaryRef dictionary, CFStringRef key) {
   const void* value = CFDictionaryGetValue(dictionary, key);
@@ -38,7 +38,7 @@ void set_path(CFMutableDictionaryRef dictionary, CFStringRef key, const std::str
   CFDictionarySetValue(dictionary, key, string.get());
 }
 
-/// What a status report says, in the form that all of them have.
+/// The values that every status report has.
 struct restore_status {
   std::string status;
   operation_type operation;
@@ -160,7 +160,7 @@ void device_notifier_state::notifyCompletion(std::exception_ptr failure) {
     else
       completion.set_value();
   } catch (const std::future_error&) {
-    // The end was reported before: MobileDevice may say it more than once.
+    // The end was already reported: MobileDevice may report it more than once.
   }
 }
 

@@ -21,13 +21,13 @@ namespace {
 
 namespace po = boost::program_options;
 
-/// A value that engages `field` when its option is given.
+/// A value that is stored in `field` if its option is given.
 template <typename Value>
 po::typed_value<Value>* stored_in(std::optional<Value>& field) {
   return po::value<Value>()->notifier([&field](const Value& value) { field = value; });
 }
 
-/// Seconds as typed: of a negative number, Boost would make one above 2^31.
+/// Parsed here because Boost wraps a negative number to a large unsigned one.
 struct typed_seconds {
   std::uint32_t count;
 };
@@ -82,7 +82,7 @@ po::options_description describe(start_options& options) {
 cf_error parse(int argc, const char** argv, const po::options_description& description) {
   try {
     po::variables_map values;
-    // With no list of positional options at all, stray words would pass unnoticed.
+    // Without a list of positional options Boost would ignore stray words.
     const po::positional_options_description none;
     po::store(po::command_line_parser(argc, argv).options(description).positional(none).run(),
               values);
@@ -95,7 +95,7 @@ cf_error parse(int argc, const char** argv, const po::options_description& descr
   }
 }
 
-/// That it can't be written is no error: the log is there for people, the restore goes on.
+/// A failure to write is ignored: the log is informational.
 void begin_log_with_command_line(const std::string& log_file, int argc, const char** argv) {
   boost::system::error_code ec;
   TY::file::writable_file log = TY::file::writable_file::create_new(log_file, ec);

@@ -8,9 +8,9 @@
 
 namespace korvrestore {
 
-/// Parses the command line: the options, the description that --help prints, and an error, empty
-/// when all went well; after an error no option is filled in. When --amr-logfile names a file that
-/// doesn't exist, it is made and begins with the command line; not so after an error.
+/// Parses the command line. Returns the options, the description that --help prints, and an error,
+/// which is empty on success. After an error no option is set. If --amr-logfile names a file that
+/// doesn't exist, creates that file, which begins with the command line; not after an error.
 std::tuple<start_options, boost::program_options::options_description, cf_error> parse_arguments(
     int argc, const char** argv);
 

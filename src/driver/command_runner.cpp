@@ -73,7 +73,7 @@ cf_dictionary load_restore_options(const std::string& path) {
   }
 }
 
-/// The first command that is named decides; the others are ignored.
+/// The first command in this order decides; the others are ignored.
 void choose_command(const start_options& options, device_notifier_state& session) {
   if (options.list_devices) {
     if (options.ecid_text)

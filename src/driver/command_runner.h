@@ -8,8 +8,8 @@
 
 namespace korvrestore {
 
-/// Runs the command that the options name and returns the exit status. Every failure is sent to
-/// `output` as one error message and becomes the status. Blocks; must not run on the thread that
+/// Runs the command that the options choose and returns the exit status. Prints every failure to
+/// `output` as one error message and returns its code. Blocks; must not run on the thread that
 /// serves the main dispatch queue.
 int runProgramMain(const start_options& options,
                    const boost::program_options::options_description& description,

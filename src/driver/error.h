@@ -7,8 +7,9 @@
 
 namespace korvrestore {
 
-/// What the tool fails with; also its exit status. A tool error is a CFError of the domain
-/// "korvrestore" with one of these codes, thrown by value in its owning handle, `cf_error`.
+/// The codes of the tool's errors, which are also its exit statuses. A tool error is a CFError of
+/// the domain "korvrestore" with one of these codes, thrown by value in its owning handle,
+/// `cf_error`.
 enum class Error : std::int32_t {
   NoError = 0,
   UnknownError = 1,
@@ -21,16 +22,16 @@ enum class Error : std::int32_t {
   ReadError = 8,
 };
 
-/// The fixed description of a code, "Unknown error" for any other number. A constant, not to be
-/// released.
+/// The fixed description of a code; "Unknown error" for any other number. A constant: don't release
+/// it.
 CFStringRef ErrorDescription(Error code) noexcept;
 
-/// A new tool error with the code's description and `reason` as its failure reason. In a
-/// reason that isn't UTF-8, question marks stand for all that isn't ASCII.
+/// A new tool error with the code's description and `reason` as its failure reason. In a reason
+/// that isn't UTF-8, each byte beyond ASCII becomes a question mark.
 cf_error CreateDomainError(Error code, const std::string& reason) noexcept;
 
-/// The exit status for an error of any domain: its code if that is one of the tool's, else 1; 0
-/// for NULL.
+/// The exit status for an error of any domain: the lowest 32 bits of its code if they are one of
+/// the tool's codes, else 1; 0 for NULL.
 int GetCode(CFErrorRef error) noexcept;
 
 }  // namespace korvrestore

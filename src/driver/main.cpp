@@ -17,7 +17,7 @@ namespace {
 
 int run(int argc, const char** argv) {
   auto [options, description, error] = parse_arguments(argc, argv);
-  // Never run: the output descriptor is bound to its executor, and used synchronously only.
+  // Never run: it only supplies the executor of the output descriptor, which is used synchronously.
   auto context = std::make_unique<boost::asio::io_context>();
   std::shared_ptr<output_str_state> output = make_output_state(context->get_executor(), options);
   std::thread writer([state = output.get()] { state->loop(); });
@@ -45,7 +45,7 @@ int run(int argc, const char** argv) {
 }  // namespace korvrestore
 
 int main(int argc, const char** argv) {
-  // A reader that closes the pipe shows as an error of the write, which says so.
+  // If the reader closes the pipe, the write then fails with an error that names the cause.
   std::signal(SIGPIPE, SIG_IGN);
   return korvrestore::run(argc, argv);
 }

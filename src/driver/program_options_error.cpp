@@ -14,14 +14,14 @@ namespace po = boost::program_options;
 
 namespace {
 
-/// Names the member in which an error keeps the words of the command line for its text.
+/// Gives access to the member in which an error keeps the words of the command line for its text.
 struct error_words : po::error_with_option_name {
   static constexpr auto member = &error_words::m_substitutions;
 };
 
-/// Boost puts words of the command line into its text until no placeholder, such as "%value%", is
-/// left in it. A word that holds one would keep it busy until memory runs out, so another character
-/// stands for the per cent signs of words meanwhile.
+/// Boost replaces placeholders, such as "%value%", by words of the command line until its text has
+/// no placeholder left. A word that contains one would keep it busy until memory runs out. So
+/// another character replaces the per cent signs of words while Boost creates the text.
 std::string text_of(std::exception& exception) {
   constexpr char percent_stand_in = '\x01';
   auto* const error = dynamic_cast<po::error_with_option_name*>(&exception);

@@ -6,8 +6,8 @@
 
 namespace korvrestore {
 
-/// The tool error for an exception that parsing a command line, or a command, ended with. The
-/// exception is used up.
+/// The tool error for an exception of parsing the command line or of running a command. Changes the
+/// exception.
 cf_error error_from_exception(std::exception& exception);
 
 }  // namespace korvrestore

@@ -6,8 +6,8 @@
 
 namespace korvrestore {
 
-/// The parsed command line, a field per option. An option that wasn't given leaves its field false
-/// or empty; texts are as typed.
+/// The parsed command line, with one field for each option. The field of an absent option is false
+/// or empty. Texts are as typed.
 struct start_options {
   bool debug = false;
   bool debug_dump = false;

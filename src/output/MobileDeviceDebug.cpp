@@ -16,8 +16,8 @@ bool begins_with(CFStringRef text, CFStringRef phrase) {
   return CFStringFind(text, phrase, 0).location == 0;
 }
 
-/// `copy_text` returns MobileDevice's text of one code; texts that begin with a phrase of
-/// `unknown` stand for no text.
+/// `copy_text` returns MobileDevice's text of one code. A text that begins with a phrase of
+/// `unknown` means that the code has no text.
 void print_texts(output_str_state& output, const char* function, CFStringRef (*copy_text)(int),
                  int bound, std::initializer_list<CFStringRef> unknown) {
   output.print_debug(fmt::format("==== {} ====", function));

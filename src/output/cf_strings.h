@@ -14,10 +14,10 @@ std::optional<std::string> make_string(CFStringRef string);
 /// The text of `owned`, as `make_string` returns it; releases `owned`.
 std::optional<std::string> take_string(CFStringRef owned);
 
-/// As `make_string`, with the empty text for no text.
+/// As `make_string`, but returns an empty text instead of no text.
 std::string MakeString(CFStringRef string);
 
-/// What CoreFoundation says of `object` for people who debug; "(null)" for NULL.
+/// CoreFoundation's description of `object` for debugging; "(null)" for NULL.
 std::string MakeDescription(const void* object);
 
 }  // namespace korvrestore

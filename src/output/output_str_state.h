@@ -27,24 +27,24 @@ struct message_type {
   cf_object value;
 };
 
-/// All that the tool tells its caller: messages, each an XML property list of "Type" and "Value",
-/// and debug lines. Any thread may hand over either; one writer thread, in `loop`, writes them in
-/// that order.
+/// The tool's output: messages, each an XML property list of "Type" and "Value", and debug lines.
+/// Any thread may queue either. One writer thread, in `loop`, writes them in that order.
 ///
-/// A message that can't be built is dropped with a debug line that says why.
+/// A message that can't be created is dropped; a debug line reports why.
 class output_str_state {
  public:
-  /// With a descriptor, messages go there and it is closed in the end; else to standard output.
+  /// Writes messages to the descriptor, if there is one, and closes it at the end; else to standard
+  /// output.
   explicit output_str_state(std::optional<output_descriptor> pipe);
 
-  /// Whether debug lines are shown from now on; those still waiting included.
+  /// Enables or disables debug lines from now on, including those that are still queued.
   void set_debug(bool enabled);
 
-  /// Queues a text for the message channel as it stands.
+  /// Queues a text for the message channel, unchanged.
   void print(std::string text);
   /// Queues a line for standard error.
   void print_debug(std::string text);
-  /// Queues a debug line of the function `speaker`: its name and what `format` makes of the rest.
+  /// Queues a debug line of the function `speaker`: its name, then `format` with the arguments.
   template <typename... Arguments>
   void say(std::string_view speaker, fmt::format_string<Arguments...> format,
            Arguments&&... arguments) {
@@ -57,11 +57,11 @@ class output_str_state {
   /// Queues a message of type "InternalError". `error` is borrowed for the call.
   void print_formatted_error(CFErrorRef error);
 
-  /// Has `loop` return once all that was queued before has been written.
+  /// Makes `loop` return when everything queued before has been written.
   void quit();
 
-  /// The writer thread's body. Writes with the queue locked, so that a slow reader slows the
-  /// producers. A failing write to the descriptor throws, which ends the process.
+  /// The body of the writer thread. Holds the queue's lock while it writes, so a slow reader delays
+  /// the threads that print. A failed write to the descriptor throws, which ends the process.
   void loop() &;
 
  private:
@@ -76,10 +76,10 @@ class output_str_state {
   std::condition_variable queue_cv;
 };
 
-/// The output state for a command line. A descriptor number is used as it stands: that it is open
-/// shows when it is adopted here, or at the first write.
-/// @throws boost::system::system_error, boost::numeric::bad_numeric_cast  no descriptor of that
-///     number can be adopted.
+/// The output state for a command line. A descriptor number isn't checked: if it isn't open, this
+/// call or the first write fails.
+/// @throws boost::system::system_error, boost::numeric::bad_numeric_cast  the number isn't a
+///     descriptor that can be used.
 std::shared_ptr<output_str_state> make_output_state(boost::asio::any_io_executor executor,
                                                     const start_options& options);
 

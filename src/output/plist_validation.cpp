@@ -5,7 +5,7 @@
 namespace {
 
 using deep_validator = bool (*)(const void* object, CFPropertyListFormat format);
-/// The types that a format can hold; those whose contents must be looked at have a validator.
+/// The types that a format can contain. A type whose contents must be checked has a validator.
 using validator_table = std::unordered_map<CFTypeID, deep_validator>;
 
 struct validation {

@@ -2,6 +2,6 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-/// Whether the object and all that it holds can be written as a property list of `format`. Never
-/// for the OpenStep format or NULL. Walks the whole graph, which must be free of cycles.
+/// Whether the object and its contents can be written as a property list of `format`. False for the
+/// OpenStep format and for NULL. Visits the whole graph, which must be free of cycles.
 bool CFPropertyListValidateForSerialization(const void* object, CFPropertyListFormat format);

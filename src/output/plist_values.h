@@ -6,22 +6,22 @@
 
 namespace korvrestore {
 
-/// What becomes of a value that XML can't hold.
+/// What to do with a value that XML can't contain.
 enum class on_error {
-  skip = 0,  // it is dropped
-  fail = 1,  // the whole conversion fails
+  skip = 0,  // drop it
+  fail = 1,  // let the whole conversion fail
 };
 
-/// A copy of `object` that can be written as an XML property list: containers are new and mutable,
-/// errors become dictionaries, all else is shared. NULL when nothing can be kept.
+/// A copy of `object` that can be written as an XML property list. Containers are new and mutable,
+/// errors become dictionaries, and all other values are shared. NULL if nothing can be kept.
 /// @throws std::runtime_error  nothing was kept and the policy is `fail`.
 cf_object sanitize_for_xml(const void* object, on_error policy);
 
 /// Sets `key` in the dictionary; does nothing if `value` is NULL.
 void set_unless_null(CFMutableDictionaryRef dictionary, CFStringRef key, const void* value);
 
-/// "Domain", "Code", "Description" and "FailureReason" of an error, as far as it has them; NULL for
-/// NULL.
+/// "Domain", "Code", "Description" and "FailureReason" of an error, without those it lacks. NULL
+/// for NULL.
 cf_mutable_dictionary DictionaryFromError(CFErrorRef error);
 
 }  // namespace korvrestore

@@ -12,8 +12,8 @@ template <typename Exception>
 }
 }  // namespace detail
 
-/// Ends the process with the runtime's report of an uncaught `Exception` that says `what`. No
-/// clean-up runs.
+/// Ends the process: the runtime reports an uncaught `Exception` with the text `what`. No clean-up
+/// runs.
 template <typename Exception>
 [[noreturn]] void Abort(const std::string& what) noexcept {
   detail::raise<Exception>(what);
@@ -23,7 +23,7 @@ template <typename Exception>
 
 namespace korvrestore {
 
-/// Where an assertion stands. Crash reports are matched by file and line, so both stay as they are
+/// The place of an assertion. Crash reports are matched by file and line, so both stay unchanged
 /// when the code moves.
 struct assertion_site {
   std::string_view file;

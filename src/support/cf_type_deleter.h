@@ -6,7 +6,7 @@
 
 namespace korvrestore {
 
-/// Deleter of the owning handles of CoreFoundation objects: gives the one reference back.
+/// Deleter of the owning handles of CoreFoundation objects: releases one reference.
 struct CFTypeDeleter {
   void operator()(const void* object) const noexcept {
     if (object != nullptr) CFRelease(object);

@@ -12,7 +12,7 @@
 
 namespace TY {
 
-/// A name for a device, whatever it is made from: any text.
+/// The name of a device: any text.
 class device_id {
  public:
   explicit device_id(std::string data) : data(std::move(data)) {}
@@ -29,7 +29,7 @@ class device_id {
   std::string data;
 };
 
-/// The identifier of the device with that ECID: the text that the ECID prints as.
+/// The name of the device with that ECID: the ECID's canonical text.
 device_id make_device_id(const ecid& ecid);
 
 std::ostream& operator<<(std::ostream& stream, const device_id& id);

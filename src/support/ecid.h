@@ -9,10 +9,10 @@
 
 namespace TY {
 
-/// A device's unique chip identifier. Prints as 16 upper-case hexadecimal digits.
+/// A device's unique chip identifier. Formatted as 16 upper-case hexadecimal digits.
 class ecid {
  public:
-  /// 0 is a value like any other here; callers take it for the absence of an ECID.
+  /// Accepts 0, which callers use for "no ECID".
   explicit ecid(unsigned long long value) noexcept;
   /// From 16 hexadecimal digits in either case.
   /// @throws std::invalid_argument  any other text.
@@ -40,7 +40,7 @@ class ecid {
 /// Whether `text` is 16 hexadecimal digits.
 bool is_ecid(std::string_view text);
 
-/// The number that 16 hexadecimal digits stand for.
+/// The number with these 16 hexadecimal digits.
 /// @throws std::invalid_argument  any other text.
 std::uint64_t dataFromECIDString(std::string_view text);
 

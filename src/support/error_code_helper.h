@@ -7,8 +7,8 @@
 
 namespace TY {
 
-/// One code of an error category that is described by a table. A table's rows stand in the order
-/// of their codes, from 0, the success, which stands for itself and needs no condition.
+/// One code of an error category. The rows of a table are in the order of their codes, starting at
+/// 0 (success), which has no condition.
 struct error_code_row {
   const char* message;
   std::size_t message_length;
@@ -18,7 +18,7 @@ struct error_code_row {
 
 namespace detail {
 
-/// Gives the portable condition `E`.
+/// Returns the portable condition `E`.
 template <boost::system::errc::errc_t E>
 struct equiv_t {
   static boost::system::error_condition return_error_condition() {
@@ -28,7 +28,7 @@ struct equiv_t {
 
 }  // namespace detail
 
-/// An error category over the table `*Table`, an array of `error_code_row`.
+/// An error category that is defined by the table `*Table`, an array of `error_code_row`.
 template <const auto* Table>
 class error_code_helper final : public boost::system::error_category {
  public:

@@ -29,7 +29,7 @@ boost::system::error_code last_error() {
   throw boost::system::system_error(make_error_code(code), what);
 }
 
-/// Runs a throwing form and puts what it throws into `ec`; then the result is `on_failure`.
+/// Calls a throwing form. Stores its exception in `ec` and then returns `on_failure`.
 template <typename Result, typename Operation>
 Result captured(boost::system::error_code& ec, Result on_failure, Operation operation) {
   ec.clear();

@@ -13,21 +13,21 @@
 #include "support/file_mutex.h"
 #include "support/non_async_executor.h"
 
-/// Files that are locked (advisory, flock) as long as they are open. Every operation comes in two
-/// forms: one throws `boost::system::system_error`, or `std::system_error` for a failing flock;
-/// the other clears its `ec` first and reports there instead. A lock held elsewhere is
-/// `errc::lock_failed` at once; nothing waits.
+/// Files that are locked (advisory, flock) while they are open. Every operation has two forms. One
+/// throws `boost::system::system_error`, or `std::system_error` if flock fails. The other clears
+/// its `ec` first and reports the error there. If another process holds the lock, opening fails at
+/// once with `errc::lock_failed`.
 namespace TY::file {
 
-/// What both kinds of file share: path, descriptor and lock.
+/// The common part of both kinds of file: path, descriptor and lock.
 class base {
  protected:
   base();
   ~base() = default;
   base(base&&) = default;
 
-  /// Opens `path` with `flags` and takes `lock`; the object holds no file before. `failure` says
-  /// what was tried, for the error's text.
+  /// Opens `path` with `flags` and takes `lock`. The object must not have a file yet. `failure` is
+  /// the text of the error if opening fails.
   template <typename Lock>
   void open_and_assign(const std::string& path, int flags, const std::string& failure, Lock& lock);
   template <typename Lock>
@@ -35,7 +35,7 @@ class base {
 
   std::string path_;
   boost::asio::posix::basic_stream_descriptor<non_async_executor> descriptor_;
-  std::unique_ptr<file_mutex> mutex_;  // on the heap: the lock holders point to it
+  std::unique_ptr<file_mutex> mutex_;  // on the heap because the locks point to it
 };
 
 /// A file open for reading and locked for reading.
@@ -44,15 +44,15 @@ class readable_file : private base {
   explicit readable_file(const std::string& path);
   readable_file(const std::string& path, boost::system::error_code& ec);
 
-  /// Gives the lock back and closes the descriptor, as the destructor does.
+  /// Releases the lock and closes the descriptor, as the destructor does.
   void close();
 
   /// In bytes; -1 with `ec` set on failure.
   std::int64_t get_total_size();
   std::int64_t get_total_size(boost::system::error_code& ec);
 
-  /// The whole file, at most `maximum_size` bytes; more is `errc::file_too_large`. With `ec`, a
-  /// failing read leaves the result at its full size.
+  /// Reads the whole file. A file of more than `maximum_size` bytes is `errc::file_too_large`. With
+  /// `ec`, the result has its full size also if a read fails.
   std::vector<unsigned char> read_whole_file_impl(std::uint64_t maximum_size);
   std::vector<unsigned char> read_whole_file_impl(std::uint64_t maximum_size,
                                                   boost::system::error_code& ec);
@@ -63,22 +63,23 @@ class readable_file : private base {
   std::shared_lock<file_mutex> lock_;
 };
 
-/// A file open for writing and locked for writing; created with mode 0666 less the umask.
+/// A file open for writing and locked for writing. New files have mode 0666 without the umask's
+/// bits.
 class writable_file : private base {
  public:
   writable_file(writable_file&&) = default;
 
-  /// Fails on a file that exists.
+  /// Fails if the file exists.
   static writable_file create_new(const std::string& path);
   static writable_file create_new(const std::string& path, boost::system::error_code& ec);
-  /// Empties a file that exists.
+  /// Truncates an existing file.
   static writable_file open_clobber(const std::string& path);
   static writable_file open_clobber(const std::string& path, boost::system::error_code& ec);
-  /// Writes behind what the file holds.
+  /// Writes at the end of an existing file.
   static writable_file open_append(const std::string& path);
   static writable_file open_append(const std::string& path, boost::system::error_code& ec);
 
-  /// Gives the lock back and closes the descriptor, as the destructor does.
+  /// Releases the lock and closes the descriptor, as the destructor does.
   void close();
 
   /// Writes all of `text`, 65,536 bytes at a time, up to the first error.

@@ -4,7 +4,7 @@
 
 namespace TY::file {
 
-/// What file access fails with, beyond the system's own errors.
+/// Errors of file access that aren't errors of the system.
 enum class errc : int {
   success = 0,
   file_too_large = 1,

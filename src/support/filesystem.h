@@ -5,7 +5,7 @@
 
 namespace TY::filesystem {
 
-/// A path in the system's native form; a plain text, nothing on disk is looked at.
+/// A path in the system's native form. A plain text: no operation accesses the disk.
 class path {
  public:
   path() = default;

@@ -4,7 +4,7 @@
 
 namespace TY::SharedSupport::ios_device {
 
-/// What talking to a device fails with.
+/// Errors of the communication with a device.
 enum class errc : int {
   success = 0,
   usb_communication_failed = 1,

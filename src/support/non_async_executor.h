@@ -9,8 +9,8 @@
 
 namespace TY {
 
-/// An Asio executor for objects that are used synchronously only. Whoever starts an asynchronous
-/// operation through it has made a programming error, which ends the process there and then.
+/// An Asio executor for objects that are used synchronously only. Starting an asynchronous
+/// operation through it is a programming error, which ends the process at once.
 class non_async_executor {
  public:
   /// The context that I/O objects register with; shared by all, never run, never destroyed.

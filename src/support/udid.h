@@ -9,7 +9,7 @@ namespace TY {
 /// A device's unique identifier: hexadecimal digits and dashes. Compared as text, so case matters.
 class udid {
  public:
-  /// A text of 24 characters gets a dash behind its eighth.
+  /// Inserts a dash after the eighth character of a text of 24 characters.
   /// @throws std::invalid_argument  a character is neither dash nor hexadecimal digit.
   explicit udid(std::string text);
   explicit udid(std::string_view text) : udid(std::string(text)) {}
@@ -24,7 +24,7 @@ class udid {
   std::string text_;
 };
 
-/// Whether every character of `text` is a dash or a hexadecimal digit; the empty text is one.
+/// Whether every character of `text` is a dash or a hexadecimal digit. True for an empty text.
 bool is_udid(std::string_view text);
 
 }  // namespace TY
