@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "hostile_shapes_test_support.h"
+#include "testing/hostile_shapes_test_support.h"
 
 int main(int argc, char** argv) {
   try {

@@ -2,13 +2,10 @@
 #include <random>
 #include <vector>
 
-#include "value_test_support.h"
+#include "testing/value_test_support.h"
 
+namespace cf::test {
 namespace {
-
-using cf::integer;
-using cf::Owned;
-using cf::string;
 
 const void* pointer(std::uintptr_t value) { return reinterpret_cast<const void*>(value); }
 
@@ -78,7 +75,7 @@ void compare_with_map(CFDictionaryHashCallBack hash, std::uintptr_t keys) {
               expected == model.end() ? nullptr : expected->second);
   }
   const Owned<CFDictionaryRef> copies[] = {
-      cf::make_immutable(dictionary.get()),
+      make_immutable(dictionary.get()),
       Owned<CFDictionaryRef>(CFDictionaryCreateMutableCopy(nullptr, 0, dictionary.get()))};
   for (const Owned<CFDictionaryRef>& copy : copies) {
     Map applied;
@@ -107,8 +104,8 @@ TEST(CFDictionary, KeepsTheFirstOfEqualKeysAndTheLastValueThatItTakesOver) {
     const Owned<CFDictionaryRef> created(
         CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
                            &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    const Owned<CFDictionaryRef> taken = cf::make_dictionary(pairs);
-    EXPECT_EQ(cf::make_immutable(taken.get()).get(), taken.get());
+    const Owned<CFDictionaryRef> taken = make_dictionary(pairs);
+    EXPECT_EQ(make_immutable(taken.get()).get(), taken.get());
     for (const CFDictionaryRef dictionary : {created.get(), taken.get()}) {
       std::vector<CFTypeRef> found_keys(distinct), found_values(distinct);
       ASSERT_EQ(CFDictionaryGetCount(dictionary), static_cast<CFIndex>(distinct));
@@ -137,8 +134,8 @@ TEST(CFSet, HoldsEachValueOnce) {
 }
 
 TEST(ContainersDeathTest, ProgrammingErrorsEndTheProcess) {
-  const Owned<CFArrayRef> array = cf::array_of({kCFNull, kCFNull});
-  const Owned<CFDictionaryRef> dictionary = cf::make_dictionary({});
+  const Owned<CFArrayRef> array = array_of({kCFNull, kCFNull});
+  const Owned<CFDictionaryRef> dictionary = make_dictionary({});
   const CFMutableDictionaryRef as_mutable = const_cast<CFMutableDictionaryRef>(dictionary.get());
   for (const CFIndex index : {-1, 2})
     EXPECT_DEATH(CFArrayGetValueAtIndex(array.get(), index), "with an index out of range\n");
@@ -159,3 +156,4 @@ TEST(ContainersDeathTest, ProgrammingErrorsEndTheProcess) {
 }
 
 }  // namespace
+}  // namespace cf::test

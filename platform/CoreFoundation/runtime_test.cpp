@@ -6,11 +6,10 @@
 #include <thread>
 #include <vector>
 
-#include "value_test_support.h"
+#include "testing/value_test_support.h"
 
+namespace cf::test {
 namespace {
-
-using cf::Owned;
 
 constexpr int kThreads = 4;
 
@@ -68,9 +67,9 @@ TEST(Runtime, RegisteredTypesBehaveLikeBuiltInOnes) {
   EXPECT_TRUE(CFEqual(a.get(), b.get()));
   EXPECT_FALSE(CFEqual(a.get(), kCFNull));
   EXPECT_EQ(CFHash(a.get()), 5U);
-  EXPECT_EQ(cf::described(a.get()), "a whole");
+  EXPECT_EQ(described(a.get()), "a whole");
 
-  EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, cf::kNotAType, 0, nullptr), nullptr);
+  EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, kNotAType, 0, nullptr), nullptr);
   EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, 60'000, 0, nullptr), nullptr);
   EXPECT_EQ(_CFRuntimeCreateInstance(kCFAllocatorDefault, type_id, -1, nullptr), nullptr);
   EXPECT_EQ(CFCopyTypeIDDescription(1024), nullptr);
@@ -128,7 +127,7 @@ TEST(Runtime, TypesAreRegisteredAndUsedFromManyThreads) {
       type_ids[thread][i] = _CFRuntimeRegisterClass(&classes[thread][i]);
       const Owned<CFTypeRef> object(
           _CFRuntimeCreateInstance(kCFAllocatorDefault, type_ids[thread][i], 8, nullptr));
-      EXPECT_EQ(cf::described(object.get()), '<' + names[thread][i] + " 0xP [0xP]>");
+      EXPECT_EQ(described(object.get()), '<' + names[thread][i] + " 0xP [0xP]>");
       const Owned<CFTypeRef> other(
           _CFRuntimeCreateInstance(kCFAllocatorDefault, type_ids[thread][i], 8, nullptr));
       EXPECT_FALSE(CFEqual(object.get(), other.get()));
@@ -136,7 +135,7 @@ TEST(Runtime, TypesAreRegisteredAndUsedFromManyThreads) {
   });
   const std::set<CFTypeID> distinct(&type_ids[0][0], &type_ids[0][0] + kThreads * kTypes);
   EXPECT_EQ(distinct.size(), static_cast<std::size_t>(kThreads * kTypes));
-  EXPECT_GE(*distinct.begin(), CFTypeID{cf::kFirstRegistered});
+  EXPECT_GE(*distinct.begin(), CFTypeID{kFirstRegistered});
 }
 
 TEST(RuntimeDeathTest, NullEndsTheProcess) {
@@ -146,3 +145,4 @@ TEST(RuntimeDeathTest, NullEndsTheProcess) {
 }
 
 }  // namespace
+}  // namespace cf::test

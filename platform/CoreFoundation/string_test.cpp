@@ -1,24 +1,22 @@
 #include <limits>
 
-#include "table_test_support.h"
-#include "value_test_support.h"
+#include "testing/table_test_support.h"
+#include "testing/value_test_support.h"
 
+namespace cf::test {
 namespace {
 
-using cf::Owned;
-using cf::string;
-
 TEST(CFString, IsMadeOfValidBytesOnly) {
-  for (const std::vector<std::string>& line : cf::test::table("values/strings.txt")) {
-    const std::string bytes = cf::test::unescaped(line.at(0));
+  for (const Row& row : table("values/strings.txt", 4)) {
+    SCOPED_TRACE(row.place);
+    const std::string bytes = unescaped(row[0]);
     const Owned<CFStringRef> made(CFStringCreateWithBytes(
         nullptr, reinterpret_cast<const UInt8*>(bytes.data()), static_cast<CFIndex>(bytes.size()),
-        static_cast<CFStringEncoding>(std::stoul(line.at(1), nullptr, 0)),
-        line.at(2) == "outside"));
-    EXPECT_EQ(made == nullptr ? "none"
-                              : cf::text(made.get()) + " (" +
-                                    std::to_string(CFStringGetLength(made.get())) + ')',
-              cf::test::unescaped(line.at(3)));
+        static_cast<CFStringEncoding>(std::stoul(row[1], nullptr, 0)), row[2] == "outside"));
+    EXPECT_EQ(made == nullptr
+                  ? "none"
+                  : text(made.get()) + " (" + std::to_string(CFStringGetLength(made.get())) + ')',
+              unescaped(row[3]));
   }
   EXPECT_EQ(CFStringCreateWithBytes(nullptr, nullptr, -1, kCFStringEncodingUTF8, false), nullptr);
   EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorDefault, "\xff", kCFStringEncodingUTF8), nullptr);
@@ -47,10 +45,10 @@ TEST(CFString, MaximumSizeStopsAtTheRange) {
 }
 
 TEST(CFString, FindCountsUTF16Units) {
-  for (const std::vector<std::string>& line : cf::test::table("values/find.txt")) {
-    const CFRange found = CFStringFind(string(line.at(0)).get(), string(line.at(1)).get(), 0);
-    EXPECT_EQ(std::to_string(found.location) + '+' + std::to_string(found.length), line.at(2))
-        << line.at(1);
+  for (const Row& row : table("values/find.txt", 3)) {
+    SCOPED_TRACE(row.place);
+    const CFRange found = CFStringFind(string(row[0]).get(), string(row[1]).get(), 0);
+    EXPECT_EQ(std::to_string(found.location) + '+' + std::to_string(found.length), row[2]);
   }
 }
 
@@ -59,7 +57,8 @@ TEST(CFString, ConstantsAreOnePerTextAndImmortal) {
   EXPECT_EQ(CFSTR("constant"), __CFStringMakeConstantString(same_text.c_str()));
   EXPECT_NE(CFSTR("constant"), CFSTR("constant "));
   for (int i = 0; i < 3; ++i) CFRelease(CFSTR("constant"));
-  EXPECT_EQ(cf::text(CFSTR("constant")), "constant");
+  EXPECT_EQ(text(CFSTR("constant")), "constant");
 }
 
 }  // namespace
+}  // namespace cf::test

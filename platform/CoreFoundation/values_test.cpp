@@ -1,7 +1,7 @@
 #include <cmath>
 
-#include "table_test_support.h"
-#include "value_test_support.h"
+#include "testing/table_test_support.h"
+#include "testing/value_test_support.h"
 
 namespace cf::test {
 namespace {
@@ -18,9 +18,10 @@ Owned<CFErrorRef> error(CFStringRef domain, CFIndex code, CFTypeRef info = nullp
 
 TEST(Values, AreEqualInTheirGroupOnlyAndHashesFollow) {
   std::vector<std::vector<Owned<CFTypeRef>>> groups;
-  for (const std::vector<std::string>& line : table("values/equal.txt", " | ")) {
+  for (const Row& row : table("values/equal.txt", kAnyNumber, " | ")) {
+    SCOPED_TRACE(row.place);
     groups.emplace_back();
-    for (const std::string& text : line) {
+    for (const std::string& text : row.columns) {
       groups.back().push_back(parse(text).object);
       ASSERT_NE(groups.back().back(), nullptr) << text;
     }
@@ -69,8 +70,10 @@ TEST(Values, ZerosAndConstantsAreEqualAndHashAlike) {
 }
 
 TEST(Values, Descriptions) {
-  for (const std::vector<std::string>& line : table("values/described.txt"))
-    EXPECT_EQ(described(parse(line.at(0)).object.get()), unescaped(line.at(1)));
+  for (const Row& row : table("values/described.txt", 2)) {
+    SCOPED_TRACE(row.place);
+    EXPECT_EQ(described(parse(row[0]).object.get()), unescaped(row[1]));
+  }
   EXPECT_NE(described(real(-1.7976931348623157e308).get()).find("e = -179769313486231570"),
             std::string::npos);
   EXPECT_EQ(described(set_of({reinterpret_cast<const void*>(0x10)}, nullptr).get()),
@@ -82,9 +85,9 @@ TEST(Values, Descriptions) {
 }
 
 TEST(CFNumber, ConvertsAndTellsWhatWasLost) {
-  for (const std::vector<std::string>& line : table("values/converted.txt")) {
-    SCOPED_TRACE(line.at(0));
-    const std::vector<std::string> given = split(line.at(0), " as ");
+  for (const Row& row : table("values/converted.txt", 2)) {
+    SCOPED_TRACE(row.place);
+    const std::vector<std::string> given = split(row[0], " as ");
     const Owned<CFTypeRef> source = parse(given.at(0)).object;
     const CFNumberType type = static_cast<CFNumberType>(std::stoi(given.at(1)));
     std::int64_t value = 0;
@@ -92,19 +95,19 @@ TEST(CFNumber, ConvertsAndTellsWhatWasLost) {
     const Owned<CFNumberRef> converted = number(type, value);
     EXPECT_EQ(converted == nullptr ? "no such type"
                                    : (exact ? "exact " : "inexact ") + described(converted.get()),
-              line.at(1));
+              row[1]);
   }
 }
 
 TEST(CFError, Texts) {
-  for (const std::vector<std::string>& line : table("values/errors.txt")) {
-    SCOPED_TRACE(line.at(0));
-    const Owned<CFErrorRef> made = error(CFSTR("D"), 42, parse(line.at(0)).object.get());
+  for (const Row& row : table("values/errors.txt", 4)) {
+    SCOPED_TRACE(row.place);
+    const Owned<CFErrorRef> made = error(CFSTR("D"), 42, parse(row[0]).object.get());
     const Owned<CFStringRef> description(CFErrorCopyDescription(made.get()));
     const Owned<CFStringRef> reason(CFErrorCopyFailureReason(made.get()));
-    EXPECT_EQ(text(description.get()), line.at(1));
-    EXPECT_EQ(text(reason.get()), line.at(2));
-    EXPECT_EQ(described(made.get()), "Error Domain=D Code=42 " + line.at(3));
+    EXPECT_EQ(text(description.get()), row[1]);
+    EXPECT_EQ(text(reason.get()), row[2]);
+    EXPECT_EQ(described(made.get()), "Error Domain=D Code=42 " + row[3]);
   }
 }
 

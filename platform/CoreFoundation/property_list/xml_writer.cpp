@@ -12,11 +12,11 @@
 #include <unordered_set>
 #include <vector>
 
+#include "../utf8.h"
 #include "base64.h"
 #include "data_buffer.h"
 #include "date_text.h"
 #include "property_list.h"
-#include "utf8.h"
 
 namespace cf {
 namespace {

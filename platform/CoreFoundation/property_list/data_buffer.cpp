@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "data_object.h"
+#include "../data_object.h"
 
 namespace cf {
 namespace {

@@ -3,7 +3,7 @@
 #include <iterator>
 #include <vector>
 
-#include "value_test_support.h"
+#include "../testing/value_test_support.h"
 
 namespace cf::test {
 namespace {

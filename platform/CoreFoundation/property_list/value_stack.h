@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "internal.h"
+#include "../internal.h"
 
 namespace cf {
 

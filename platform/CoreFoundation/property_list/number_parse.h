@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "internal.h"
+#include "../internal.h"
 
 namespace cf {
 

@@ -10,12 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "../string_object.h"
 #include "base64.h"
 #include "date_text.h"
 #include "long_run.h"
 #include "number_parse.h"
 #include "property_list.h"
-#include "string_object.h"
 #include "value_stack.h"
 
 namespace cf {

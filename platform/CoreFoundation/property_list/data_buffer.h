@@ -9,7 +9,7 @@
 #include <string_view>
 #include <utility>
 
-#include "internal.h"
+#include "../internal.h"
 
 namespace cf {
 

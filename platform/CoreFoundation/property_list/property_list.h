@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string_view>
 
-#include "internal.h"
+#include "../internal.h"
 
 namespace cf {
 

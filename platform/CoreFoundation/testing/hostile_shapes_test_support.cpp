@@ -65,12 +65,11 @@ std::vector<HostileShape> hostile_shapes() {
       binary_kinds = {
           {"different", binary_run}, {"references", binary_references}, {"text", binary_text}};
   std::vector<HostileShape> shapes;
-  for (const std::vector<std::string>& line : table("hostile.txt")) {
+  for (const Row& row : table("hostile.txt", 3)) {
     std::vector<std::string> pieces;
-    for (const std::string& piece : split(line.at(2), "|"))
-      pieces.push_back(unescaped(nested(piece)));
+    for (const std::string& piece : split(row[2], "|")) pieces.push_back(unescaped(nested(piece)));
     const auto kind = binary_kinds.find(pieces[0]);
-    shapes.push_back({line.at(1), std::stoul(line.at(0)) * 1024, [=](std::size_t size) {
+    shapes.push_back({row[1], std::stoul(row[0]) * 1024, [=](std::size_t size) {
                         return kind == binary_kinds.end() ? filled(pieces, size)
                                                           : kind->second(pieces.at(1), size);
                       }});

@@ -4,8 +4,8 @@
 #include <ctime>
 #include <limits>
 
-#include "hostile_shapes_test_support.h"
-#include "value_test_support.h"
+#include "../testing/hostile_shapes_test_support.h"
+#include "../testing/value_test_support.h"
 
 namespace cf::test {
 namespace {

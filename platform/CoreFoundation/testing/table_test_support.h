@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace cf::test {
@@ -20,15 +21,34 @@ inline std::vector<std::string> split(std::string_view text, std::string_view se
   return parts;
 }
 
-/// The lines of testdata/FILE but for comments, each split at every `separator`.
-inline std::vector<std::vector<std::string>> table(const char* file,
-                                                   std::string_view separator = " => ") {
-  std::ifstream stream(std::string(TEST_DATA_DIR "/") + file, std::ios::binary);
-  std::vector<std::vector<std::string>> lines;
-  for (std::string line; std::getline(stream, line);)
-    if (!line.starts_with('#')) lines.push_back(split(line, separator));
-  if (lines.empty()) throw std::runtime_error(std::string("no cases in ") + file);
-  return lines;
+/// One case of a table.
+struct Row {
+  std::string place;  // FILE:LINE, for SCOPED_TRACE
+  std::vector<std::string> columns;
+
+  const std::string& operator[](std::size_t i) const { return columns.at(i); }
+};
+
+inline constexpr std::size_t kAnyNumber = 0;
+
+/// The lines of testdata/FILE except comments, each split at every `separator`.
+/// @throws std::runtime_error  the file has no case, or one without exactly `columns` columns.
+inline std::vector<Row> table(const std::string& file, std::size_t columns,
+                              std::string_view separator = " => ") {
+  std::ifstream stream(TEST_DATA_DIR "/" + file, std::ios::binary);
+  std::vector<Row> rows;
+  std::size_t number = 0;
+  for (std::string line; std::getline(stream, line);) {
+    ++number;
+    if (line.starts_with('#')) continue;
+    Row row{file + ':' + std::to_string(number), split(line, separator)};
+    if (columns != kAnyNumber && row.columns.size() != columns)
+      throw std::runtime_error(row.place + " has " + std::to_string(row.columns.size()) +
+                               " columns instead of " + std::to_string(columns));
+    rows.push_back(std::move(row));
+  }
+  if (rows.empty()) throw std::runtime_error("no cases in " + file);
+  return rows;
 }
 
 /// Bytes from a C literal's inside, every '~' as `tilde`.

@@ -7,8 +7,8 @@
 #include <new>
 #include <string>
 
+#include "../utf8.h"
 #include "utf16.h"
-#include "utf8.h"
 
 namespace cf {
 namespace {

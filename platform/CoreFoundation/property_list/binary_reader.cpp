@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "../utf8.h"
 #include "property_list.h"
 #include "utf16.h"
-#include "utf8.h"
 #include "value_stack.h"
 
 // The format: "bplist00"; the objects, each a marker byte (its kind and a length) and a body, in

@@ -9,9 +9,9 @@
 #include <string_view>
 #include <utility>
 
-#include "internal.h"
+#include "../internal.h"
 
-namespace cf {
+namespace cf::test {
 
 inline std::string text(CFStringRef string) {
   return string == nullptr ? "(null)" : std::string(utf8(string));
@@ -105,4 +105,4 @@ inline std::string write(CFTypeRef object) {
                      static_cast<std::size_t>(CFDataGetLength(data.get())));
 }
 
-}  // namespace cf
+}  // namespace cf::test
