@@ -9,7 +9,11 @@
 namespace cf {
 namespace {
 
-/// What is wrong with the text as a number, `number` then being as it was.
+void skip_white_space(std::string_view& text) noexcept {
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\r"), text.size()));
+}
+
+/// The error if the whole text isn't a number; then `number` is unchanged.
 template <typename Number, typename Format>
 std::errc parse_all(std::string_view text, Number& number, Format format) noexcept {
   const char* const end = text.data() + text.size();
@@ -17,7 +21,7 @@ std::errc parse_all(std::string_view text, Number& number, Format format) noexce
   return result.ptr == end ? result.ec : std::errc::invalid_argument;
 }
 
-/// What a double makes of a decimal number that is past its range: infinity or 0, with its sign.
+/// The double for a decimal number beyond its range: infinity or 0, with the number's sign.
 double past_range(std::string_view text) noexcept {
   const double sign = text.starts_with('-') ? -1 : 1;
   if (sign < 0) text.remove_prefix(1);
@@ -39,8 +43,12 @@ double past_range(std::string_view text) noexcept {
 
 Owned<CFNumberRef> parse_integer(std::string_view text) noexcept {
   constexpr std::uint64_t kLowest = std::uint64_t{1} << 63;  // its magnitude
+  skip_white_space(text);
   const bool is_negative = text.starts_with('-');
-  if (is_negative || text.starts_with('+')) text.remove_prefix(1);
+  if (is_negative || text.starts_with('+')) {
+    text.remove_prefix(1);
+    skip_white_space(text);
+  }
   const bool is_hexadecimal = text.starts_with("0x") || text.starts_with("0X");
   if (is_hexadecimal) text.remove_prefix(2);
   std::uint64_t magnitude = 0;
@@ -52,6 +60,7 @@ Owned<CFNumberRef> parse_integer(std::string_view text) noexcept {
 }
 
 Owned<CFNumberRef> parse_real(std::string_view text) noexcept {
+  skip_white_space(text);
   if (text.starts_with('+')) {
     text.remove_prefix(1);
     if (text.starts_with('-')) return nullptr;
