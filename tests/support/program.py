@@ -14,6 +14,8 @@ import unittest
 from support.messages import messages
 
 PROGRAM = os.environ["KORVRESTORE"]
+# Another CoreFoundation has other error texts and writes control characters unchanged.
+OWN_COREFOUNDATION = os.environ.get("OWN_COREFOUNDATION", "1") == "1"
 PATIENCE = 300  # seconds; a process that takes longer hangs
 FOUND = ("--detect-timeout", str(PATIENCE))  # for devices that come: the wait ends as they do
 

@@ -25,6 +25,13 @@ std::string refusal(const std::string& file) {
   return "accepted";
 }
 
+/// The text without the words of another CoreFoundation's reader.
+std::string comparable(const std::string& text) {
+  const std::string mark = "not a property list: ";
+  const std::size_t at = OWN_COREFOUNDATION ? std::string::npos : text.find(mark);
+  return at == std::string::npos ? text : text.substr(0, at + mark.size());
+}
+
 }  // namespace
 
 /// The data has two lines per case: "scenario:" with the file's content and "complaint:".
@@ -42,7 +49,8 @@ TEST(Scenario, WhatIsWrongIsNamed) {
   do {
     const std::string content = next("scenario:"), complaint = next("complaint:");
     const std::string file = directory.write("lab.plist", content);
-    EXPECT_EQ(refusal(file), file + ": " + complaint) << "refused.txt:" << line;
+    const std::string expected = file + ": " + complaint;
+    EXPECT_EQ(comparable(refusal(file)), comparable(expected)) << "refused.txt:" << line;
   } while (cases.peek() != std::ifstream::traits_type::eof());
 }
 
