@@ -1,4 +1,7 @@
 # bash completion for korvrestore(1)
+# shellcheck shell=bash
+# SC2034: _init_completion sets these variables. SC2207: no word has a blank.
+# shellcheck disable=SC2034,SC2207
 
 _korvrestore() {
   local cur prev words cword split

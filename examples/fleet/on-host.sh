@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Restores one device on the host that it is attached to. watch.sh sends this text over ssh:
 #
 #   bash -s -- RUN ECID BEGUN HAVE LIMIT COMMAND...

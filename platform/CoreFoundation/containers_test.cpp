@@ -139,9 +139,10 @@ TEST(ContainersDeathTest, ProgrammingErrorsEndTheProcess) {
   const CFMutableDictionaryRef as_mutable = const_cast<CFMutableDictionaryRef>(dictionary.get());
   for (const CFIndex index : {-1, 2})
     EXPECT_DEATH(CFArrayGetValueAtIndex(array.get(), index), "with an index out of range\n");
-  for (const CFRange range : {CFRange{-1, 1}, CFRange{3, 0}, CFRange{0, -1}, CFRange{1, 2}})
+  for (const CFRange range : {CFRange{-1, 1}, CFRange{3, 0}, CFRange{0, -1}, CFRange{1, 2}}) {
     EXPECT_DEATH(CFArrayApplyFunction(array.get(), range, add_to_vector, nullptr),
                  "with a range out of bounds\n");
+  }
   EXPECT_DEATH(CFArrayAppendValue(const_cast<CFMutableArrayRef>(array.get()), kCFNull),
                "on an immutable array\n");
   EXPECT_DEATH(CFDictionarySetValue(as_mutable, kCFNull, kCFNull), "on an immutable dictionary\n");

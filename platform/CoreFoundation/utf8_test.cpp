@@ -50,9 +50,10 @@ TEST(UTF8, IsWhatTheCLibraryTakesItFor) {
     valid.emplace_back(text, *units);
   }
   ASSERT_GT(valid.size(), 100U);
-  for (const auto& [a, a_units] : valid)
+  for (const auto& [a, a_units] : valid) {
     for (const auto& [b, b_units] : valid)
       ASSERT_EQ(sign(cf::compare_utf16(a, b)), sign(a_units.compare(b_units))) << a << ' ' << b;
+  }
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "Backend.h"
+#include "backend.h"
 
 namespace MobileDevice {
 

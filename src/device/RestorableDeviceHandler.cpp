@@ -32,9 +32,10 @@ device_notifier_state::device_notifier_state(std::shared_ptr<output_str_state> o
                                              std::optional<TY::filesystem::path> logFile,
                                              std::optional<TY::filesystem::path> scratchOverride)
     : outputter(std::move(outputter)) {
-  if (!this->outputter)
+  if (!this->outputter) {
     assertion_failed(
         {restorable_device_handler_file, 139, "device_notifier_state", "this->outputter"});
+  }
   this->outputter->say("device_notifier_state", "initializing");
 
   scratchLocation = scratchOverride && !scratchOverride->empty() ? std::move(*scratchOverride)
@@ -49,9 +50,10 @@ device_notifier_state::device_notifier_state(std::shared_ptr<output_str_state> o
 }
 
 device_notifier_state::~device_notifier_state() {
-  if (scratchLocation.empty())
+  if (scratchLocation.empty()) {
     assertion_failed({restorable_device_handler_file, 171, "~device_notifier_state",
                       "!scratchLocation.empty()"});
+  }
   boost::system::error_code ec;
   const std::uintmax_t removed = boost::filesystem::remove_all(scratchLocation.native(), ec);
   if (removed == UINTMAX_MAX)

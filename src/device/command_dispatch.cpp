@@ -29,16 +29,18 @@ void device_notifier_state::waitForCompletion() {
   if (operation == command_kind::list_devices) {
     listDevices();
   } else {
-    if (!ecid)
+    if (!ecid) {
       throw CreateDomainError(Error::BadCommand,
                               fmt::format("{} command requires device ecid", commandName));
+    }
     const std::shared_ptr<_AMRestorableDevice> device = waitForDevice(*ecid);
-    if (!device)
+    if (!device) {
       throw CreateDomainError(
           Error::BadEcid,
           fmt::format("Failed to find device with ecid {} after {} seconds",
                       std::string_view(*ecid),
                       std::chrono::duration_cast<std::chrono::seconds>(detectTimeout).count()));
+    }
     switch (operation) {
       case command_kind::exit_recovery:
       case command_kind::no_exit_recovery:

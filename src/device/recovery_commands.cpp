@@ -13,31 +13,35 @@ constexpr const char* speaker = "operateOnRecoveryDevice";
 void set_auto_boot(output_str_state& output, AMRecoveryModeDeviceRef device, bool on) {
   output.say(speaker, "AMRecoveryModeDeviceSetAutoBoot({})", on);
   const AMRError result = AMRecoveryModeDeviceSetAutoBoot(device, on);
-  if (result != kAMRSuccess)
+  if (result != kAMRSuccess) {
     throw CreateDomainError(Error::RecoveryCommandFailed,
                             fmt::format("SetAutoBoot command failed ({})", result));
+  }
 }
 
 void reboot(output_str_state& output, AMRecoveryModeDeviceRef device) {
   output.say(speaker, "AMRecoveryModeDeviceReboot()");
   const AMRError result = AMRecoveryModeDeviceReboot(device);
-  if (result != kAMRSuccess)
+  if (result != kAMRSuccess) {
     throw CreateDomainError(Error::RecoveryCommandFailed,
                             fmt::format("Reboot command failed ({})", result));
+  }
 }
 
 }  // namespace
 
 void device_notifier_state::runRecoveryCommand(AMRestorableDeviceRef device) {
   const AMRestorableDeviceState state = AMRestorableDeviceGetState(device);
-  if (state != kAMRestorableDeviceStateRecovery)
+  if (state != kAMRestorableDeviceStateRecovery) {
     throw CreateDomainError(Error::DeviceBadState,
                             fmt::format("Device in state {} not valid for {}", state, commandName));
+  }
   const std::unique_ptr<_AMRecoveryModeDevice, CFTypeDeleter> recoveryDevice(
       AMRestorableDeviceCopyRecoveryModeDevice(device));
-  if (!recoveryDevice)
+  if (!recoveryDevice) {
     throw CreateDomainError(Error::DeviceBadState,
                             "Recovery device not available for this Restorable device");
+  }
   operateOnRecoveryDevice(recoveryDevice.get());
 }
 

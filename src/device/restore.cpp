@@ -155,10 +155,11 @@ void device_notifier_state::restoreReported(CFDictionaryRef statusDict) {
 
 void device_notifier_state::notifyCompletion(std::exception_ptr failure) {
   try {
-    if (failure)
+    if (failure) {
       completion.set_exception(failure);
-    else
+    } else {
       completion.set_value();
+    }
   } catch (const std::future_error&) {
     // The end was already reported: MobileDevice may report it more than once.
   }

@@ -36,10 +36,11 @@ std::string text_of(std::exception& exception) {
 }  // namespace
 
 cf_error error_from_exception(std::exception& exception) {
-  if (const auto* multiple = dynamic_cast<const po::multiple_occurrences*>(&exception))
+  if (const auto* multiple = dynamic_cast<const po::multiple_occurrences*>(&exception)) {
     return CreateDomainError(
         Error::BadCommand,
         fmt::format("Option '{}' may only be specified once", multiple->get_option_name()));
+  }
   if (dynamic_cast<const po::unknown_option*>(&exception) != nullptr)
     return CreateDomainError(Error::BadCommand, text_of(exception));
   if (dynamic_cast<const po::invalid_option_value*>(&exception) != nullptr)

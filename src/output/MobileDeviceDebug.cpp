@@ -36,17 +36,19 @@ void print_texts(output_str_state& output, const char* function, CFStringRef (*c
 }  // namespace
 
 void print_imp_AMRLocalizedCopyStringForAMROperation(std::shared_ptr<output_str_state> output) {
-  if (!output)
+  if (!output) {
     assertion_failed(
         {"MobileDeviceDebug", 16, "print_imp_AMRLocalizedCopyStringForAMROperation", "output"});
+  }
   print_texts(*output, "AMRLocalizedCopyStringForAMROperation",
               AMRLocalizedCopyStringForAMROperation, 1000, {CFSTR("Unrecognized operation")});
 }
 
 void print_imp_AMRLocalizedCopyStringForAMRError(std::shared_ptr<output_str_state> output) {
-  if (!output)
+  if (!output) {
     assertion_failed(
         {"MobileDeviceDebug", 32, "print_imp_AMRLocalizedCopyStringForAMRError", "output"});
+  }
   print_texts(*output, "AMRLocalizedCopyStringForAMRError", AMRLocalizedCopyStringForAMRError,
               10000, {CFSTR("Unrecognized error"), CFSTR("Unrecognized server error")});
 }

@@ -19,10 +19,11 @@ cf_object sanitized_array(CFArrayRef array, on_error policy) {
   const CFIndex count = CFArrayGetCount(array);
   for (CFIndex i = 0; i < count; ++i) {
     const cf_object element = sanitized(CFArrayGetValueAtIndex(array, i), policy);
-    if (element)
+    if (element) {
       CFArrayAppendValue(copy, element.get());
-    else if (policy != on_error::skip)
+    } else if (policy != on_error::skip) {
       return nullptr;
+    }
   }
   return result;
 }
@@ -38,10 +39,11 @@ void copy_sanitized_entry(const void* key, const void* value, void* context) {
   if (state.failed) return;
   const bool key_is_string = key != nullptr && CFGetTypeID(key) == CFStringGetTypeID();
   const cf_object kept = key_is_string ? sanitized(value, state.policy) : nullptr;
-  if (kept)
+  if (kept) {
     CFDictionarySetValue(state.copy, key, kept.get());
-  else if (state.policy != on_error::skip)
+  } else if (state.policy != on_error::skip) {
     state.failed = true;
+  }
 }
 
 cf_object sanitized_dictionary(CFDictionaryRef dictionary, on_error policy) {

@@ -108,9 +108,10 @@ std::int64_t readable_file::get_total_size(boost::system::error_code& ec) {
 
 std::vector<unsigned char> readable_file::allocate_for_whole_file(std::uint64_t maximum_size) {
   const std::uint64_t size = static_cast<std::uint64_t>(get_total_size());
-  if (size > maximum_size)
+  if (size > maximum_size) {
     fail(errc::file_too_large,
          fmt::format("'{}' is {} bytes (max size is {} bytes)", path_, size, maximum_size));
+  }
   try {
     return std::vector<unsigned char>(size);
   } catch (const std::exception& error) {

@@ -67,10 +67,11 @@ Owned<CFNumberRef> parse_real(std::string_view text) noexcept {
   }
   double value = 0;
   const std::errc error = parse_all(text, value, std::chars_format::general);
-  if (error == std::errc::result_out_of_range)
+  if (error == std::errc::result_out_of_range) {
     value = past_range(text);
-  else if (error != std::errc())
+  } else if (error != std::errc()) {
     return nullptr;
+  }
   return Owned<CFNumberRef>(CFNumberCreate(kCFAllocatorDefault, kCFNumberFloat64Type, &value));
 }
 

@@ -121,14 +121,15 @@ void OpenStepReader::push_value(std::size_t depth) {
   skip_space();
   const bool is_container = peek() == '(' || peek() == '{';
   if (is_container && depth == kMaxNesting) fail("Too many nested arrays or dictionaries");
-  if (accept('('))
+  if (accept('(')) {
     push_array(depth);
-  else if (accept('{'))
+  } else if (accept('{')) {
     push_entries('}', depth);
-  else if (accept('<'))
+  } else if (accept('<')) {
     push_data();
-  else
+  } else {
     push_string();
+  }
 }
 
 void OpenStepReader::push_array(std::size_t depth) {

@@ -158,10 +158,11 @@ class XmlWriter {
   void write_number(CFNumberRef number) {
     std::array<char, 32> buffer;
     const std::string_view text = number_text(number, buffer);
-    if (CFNumberIsFloatType(number))
+    if (CFNumberIsFloatType(number)) {
       write_element("<real>", text, "</real>\n");
-    else
+    } else {
       write_element("<integer>", text, "</integer>\n");
+    }
   }
 
   void open_array(CFArrayRef array) {

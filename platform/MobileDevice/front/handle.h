@@ -6,7 +6,7 @@
 #include <memory>
 #include <mutex>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "../cf_values.h"
 
 namespace MobileDevice {

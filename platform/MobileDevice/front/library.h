@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "log_file.h"
 #include "notification_center.h"
 

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <vector>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "handle.h"
 
 namespace MobileDevice {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "../cf_values.h"
 
 namespace MobileDevice::simulator {

@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "scenario.h"
 #include "timeline.h"
 

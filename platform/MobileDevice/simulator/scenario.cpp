@@ -115,9 +115,10 @@ DevicePlan read_device(const Field& field) {
   read_boolean(fields, "NoRecoveryDevice", plan.no_recovery_device);
   read_error(fields, "SetAutoBootError", plan.set_auto_boot_error);
   read_error(fields, "RebootError", plan.reboot_error);
-  if (const std::optional<Field> notifications = fields.take_if_present("Notifications"))
+  if (const std::optional<Field> notifications = fields.take_if_present("Notifications")) {
     for (const Field& element : notifications->elements())
       plan.notifications.push_back(read_raw_report(element));
+  }
   read_seconds(fields, "BootSeconds", plan.boot_seconds);
   read_seconds(fields, "RestoreSeconds", plan.restore_seconds);
   if (const std::optional<Field> restore = fields.take_if_present("Restore")) {
@@ -151,9 +152,10 @@ Owned<CFErrorRef> read_registration_error(const Field& field) {
 }
 
 Plist open_scenario(const std::string& file) {
-  if (file.empty())
+  if (file.empty()) {
     throw Failure(FailureCode::kScenario,
                   "MOBILEDEVICE_SCENARIO is empty, expected the path of a scenario file");
+  }
   try {
     return read_plist_file(file);
   } catch (const std::runtime_error& failure) {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "../cf_values.h"
 #include "timeline.h"
 

@@ -41,14 +41,15 @@ void SimulatedAttachment::restore(CFDictionaryRef options, StatusReceiver receiv
   const std::shared_ptr<const __CFDictionary> kept(retained(options));
   std::thread([self = shared_from_this(), here = is_here(), kept, receiver = std::move(receiver)] {
     const DevicePlan& plan = self->device_.plan();
-    if (!here)
+    if (!here) {
       report_absence(receiver);
-    else if (plan.restore)
+    } else if (plan.restore) {
       play_script(*plan.restore, receiver);
-    else
+    } else {
       run_course(
           plan.properties, kept.get(), plan.restore_seconds,
           [&](Clock::time_point due) { return self->stay_until(due); }, receiver);
+    }
   }).detach();
 }
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "timeline.h"
 
 namespace MobileDevice::simulator {

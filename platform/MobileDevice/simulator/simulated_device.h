@@ -4,7 +4,7 @@
 #include <atomic>
 #include <memory>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "scenario.h"
 #include "timeline.h"
 

@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "../Backend.h"
+#include "../backend.h"
 
 namespace MobileDevice::simulator {
 

@@ -159,10 +159,11 @@ void ZipArchive::read(const Entry& entry, const Receiver& receive) {
     const std::size_t count = static_cast<std::size_t>(std::min<std::uint64_t>(left, piece.size()));
     read_exactly(piece.data(), count);
     left -= count;
-    if (entry.method == kStored)
+    if (entry.method == kStored) {
       check_and_receive(piece.data(), count);
-    else
+    } else {
       ended = inflation.unpack(piece.data(), count, check_and_receive);
+    }
   }
   if (size != entry.size) fail("shorter than its entry says");
   if (checksum != entry.checksum) fail("CRC error");

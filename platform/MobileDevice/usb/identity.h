@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "../Backend.h"
+#include "../backend.h"
 
 namespace MobileDevice::usb {
 

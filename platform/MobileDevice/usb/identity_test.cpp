@@ -12,9 +12,10 @@ namespace {
 
 TEST(Identity, TheUdevRuleNamesExactlyTheProductsThatAreKnown) {
   std::string known;
-  for (int product = 0; product <= 0xFFFF; ++product)
+  for (int product = 0; product <= 0xFFFF; ++product) {
     if (state_of_product(static_cast<std::uint16_t>(product)) != kAMRestorableDeviceStateUnknown)
       known += fmt::format("{}{:04x}", known.empty() ? "" : "|", product);
+  }
   const std::string rule = read_file(UDEV_RULE);
   for (const std::string& condition : {fmt::format("ATTR{{idVendor}}==\"{:04x}\"", kAppleVendor),
                                        "ATTR{idProduct}==\"" + known + "\""})

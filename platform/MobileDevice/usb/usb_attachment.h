@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "event_loop.h"
 #include "libusb_handles.h"
 

@@ -55,10 +55,11 @@ int UsbBackend::on_hotplug(libusb_context*, libusb_device* device, libusb_hotplu
     return 0;
   UsbBackend* const backend = static_cast<UsbBackend*>(self);
   backend->loop_->post([backend, event, reference = refer_to(device)] {
-    if (event == LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED)
+    if (event == LIBUSB_HOTPLUG_EVENT_DEVICE_ARRIVED) {
       backend->arrived(reference);
-    else
+    } else {
       backend->departed(reference);
+    }
   });
   return 0;
 }
@@ -70,10 +71,11 @@ void UsbBackend::arrived(const DeviceReference& device) {
   const libusb_device_descriptor descriptor = descriptor_of(device.get());
   const bool complete = (strings.serial || descriptor.iSerialNumber == 0) &&
                         (strings.product || descriptor.iProduct == 0);
-  if (complete)
+  if (complete) {
     identified(device, strings);
-  else
+  } else {
     ask(device, strings);
+  }
 }
 
 /// On a thread of its own, so that a device that hangs holds up nobody else.

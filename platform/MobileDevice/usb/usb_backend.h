@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "../Backend.h"
+#include "../backend.h"
 #include "device_strings.h"
 #include "event_loop.h"
 #include "libusb_handles.h"
