@@ -1,5 +1,5 @@
-/// What the fuzz targets share. Each is one file that defines `fuzz::run`; the frame hands it the
-/// inputs that libFuzzer thinks up.
+/// Declarations that the fuzz targets share. Each target is one file that defines `fuzz::run`,
+/// which is called with the inputs that libFuzzer generates.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace fuzz {
 
-/// Takes one input. A crash, a sanitizer's report or an unmet `require` is a finding.
+/// Tests one input. A crash, a sanitizer's report or an unmet `require` is a finding.
 void run(std::string_view input);
 
 /// Ends the process with `expectation` unless it is met.

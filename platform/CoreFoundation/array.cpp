@@ -6,8 +6,8 @@
 
 #include "callbacks.h"
 
-/// An immutable array's values stand behind this, a mutable one's in a block of their own, whose
-/// size is kMinCapacity or the next power of two.
+/// The values of an immutable array follow this object. Those of a mutable one are in a separate
+/// block, whose size is kMinCapacity or the next power of two.
 struct __CFArray {
   CFRuntimeBase base;
   std::size_t count;

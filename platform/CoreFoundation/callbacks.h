@@ -1,4 +1,4 @@
-/// What containers do with the things in them.
+/// The operations of containers on their elements.
 #pragma once
 
 #include <string>
@@ -33,7 +33,7 @@ struct ElementCallBacks {
   bool operator==(const ElementCallBacks&) const = default;
 };
 
-/// Arrays use the values' half alone, sets the keys'.
+/// Arrays use only the part for values, sets only the part for keys.
 struct CallBacks {
   ElementCallBacks keys;
   ElementCallBacks values;
@@ -41,11 +41,11 @@ struct CallBacks {
   bool operator==(const CallBacks&) const = default;
 };
 
-/// CF objects in both halves.
+/// CF objects as keys and values.
 extern const CallBacks kObjectCallBacks;
 
-/// An immortal structure equal to `callbacks`: a container carries one pointer instead of the
-/// whole. Thread-safe.
+/// An immortal structure equal to `callbacks`, so that a container has one pointer instead of a
+/// copy. Thread-safe.
 const CallBacks* interned(const CallBacks& callbacks) noexcept;
 
 }  // namespace cf

@@ -1,5 +1,5 @@
-/// The strings behind CFSTR: a hash table that only grows, so readers need no lock and no string is
-/// ever destroyed under a thread that outlives `exit`.
+/// The strings of CFSTR: a hash table that only grows. So readers need no lock, and no string is
+/// destroyed while another thread uses it during `exit`.
 #include <atomic>
 #include <new>
 
@@ -16,7 +16,7 @@ struct Node {
 constexpr std::size_t kBuckets = 1024;
 constinit std::atomic<const Node*> buckets[kBuckets] = {};
 
-/// The string of `text` among the nodes from `first` up to `end`, or NULL.
+/// The string with the text `text` in the nodes from `first` up to `end`, or NULL.
 CFStringRef find(const Node* first, const Node* end, std::string_view text) noexcept {
   for (const Node* node = first; node != end; node = node->next)
     if (cf::utf8(node->string) == text) return node->string;
@@ -36,7 +36,7 @@ CFStringRef __CFStringMakeConstantString(const char* c_str) {
   if (node == nullptr || node->string == nullptr) cf::fatal("no memory for a constant string");
   while (!bucket.compare_exchange_weak(first, node, std::memory_order_release,
                                        std::memory_order_acquire)) {
-    // Other threads were faster: one of them may have added this very text.
+    // Another thread may have added the same text meanwhile.
     if (const CFStringRef found = find(first, node->next, text)) {
       std::free(const_cast<__CFString*>(node->string));
       delete node;

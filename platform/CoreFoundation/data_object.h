@@ -1,11 +1,11 @@
-/// A CFData's memory, for the files that make them.
+/// The memory layout of CFData, for the files that create it.
 #pragma once
 
 #include <CoreFoundation/CFData.h>
 
 #include "object.h"
 
-/// The bytes stand behind this, or with the caller of CFDataCreateWithBytesNoCopy.
+/// The bytes follow this object, or belong to the caller of CFDataCreateWithBytesNoCopy.
 struct __CFData {
   CFRuntimeBase base;
   CFIndex length;

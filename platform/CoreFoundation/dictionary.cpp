@@ -45,7 +45,7 @@ cf::Owned<CFDictionaryRef> cf::make_dictionary(
   HashTable* const table =
       create_table(kCFAllocatorDefault, kDictionary, keys_and_values.size() / 2, &kObjectCallBacks);
   if (table == nullptr) return nullptr;
-  constexpr std::size_t kAhead = 16;  // far enough for memory to answer meanwhile
+  constexpr std::size_t kAhead = 16;  // far enough to hide the latency of the memory
   for (std::size_t i = 0; i + 1 < keys_and_values.size(); i += 2) {
     if (i + kAhead < keys_and_values.size()) prefetch(*table, keys_and_values[i + kAhead]);
     const Entry entry = {keys_and_values[i], keys_and_values[i + 1]};

@@ -11,8 +11,8 @@ constexpr Flags kMutable = 1;
 constexpr std::size_t kMaxUnindexed = 8;
 constexpr std::size_t kMinCapacity = 4;
 
-/// One place of the index: where an entry stands and its hash, so that most keys that differ are
-/// passed over without a look at them. Collisions go to the next free place.
+/// One slot of the index: the position of an entry and its hash, so that most different keys are
+/// skipped without comparing them. Collisions go to the next free slot.
 struct Slot {
   std::uint32_t hash;
   std::uint32_t position_plus_one;  // 0: free
@@ -35,7 +35,7 @@ std::uint32_t hash_of(const HashTable& table, const void* key) {
   return static_cast<std::uint32_t>(scramble(table.callbacks->keys.hash(key)));
 }
 
-/// The first slot from where `hash` belongs on that is free or of which `matches` holds.
+/// The first slot at or after `hash`'s home that is free or satisfies `matches`.
 template <typename Matches>
 Slot& probe(std::span<Slot> index, std::uint32_t hash, const Matches& matches) {
   std::size_t at = hash & (index.size() - 1);
@@ -65,7 +65,7 @@ void add_to_index(const HashTable& table, std::size_t position) {
       hash, static_cast<std::uint32_t>(position + 1)};
 }
 
-/// Frees the slot and closes the gap, so that no probe stops before what it looks for.
+/// Frees the slot and closes the gap, so that no probe stops before the entry that it searches.
 void remove_from_index(std::span<Slot> index, Slot& removed) {
   const std::size_t mask = index.size() - 1;
   std::size_t gap = static_cast<std::size_t>(&removed - index.data());

@@ -1,5 +1,5 @@
-/// The table behind dictionaries and sets. Entries stand in the order in which they came; up to
-/// kMaxUnindexed of them are searched one by one, more through an index behind the entries.
+/// The hash table of dictionaries and sets. Entries are in the order of their insertion. Up to
+/// kMaxUnindexed entries are searched one by one, more of them through an index after the entries.
 #pragma once
 
 #include <span>
@@ -13,8 +13,8 @@ struct Entry {
   const void* value;  // NULL in sets
 };
 
-/// A whole CFDictionary or CFSet. An immutable one's entries and index stand behind it, a mutable
-/// one's in a block of their own.
+/// A whole CFDictionary or CFSet. The entries and index of an immutable one follow it; those of a
+/// mutable one are in a separate block.
 struct HashTable {
   CFRuntimeBase base;
   std::uint32_t count;
@@ -35,16 +35,16 @@ HashTable* create_growing_table(CFAllocatorRef allocator, TypeID type,
 
 /// The entry of an equal key, or NULL; valid until the table changes.
 Entry* find(const HashTable& table, const void* key);
-/// The entry of an equal key, or else NULL after adding `entry`, for which there is room; takes
-/// over the caller's references in that case only.
+/// The entry of an equal key; else NULL after adding `entry`, for which there must be room. Takes
+/// over the caller's references only in that case.
 Entry* find_or_insert(HashTable& table, Entry entry);
-/// Brings what a look-up of `key` will read into the processor's cache.
+/// Loads the memory that a look-up of `key` will read into the processor's cache.
 void prefetch(const HashTable& table, const void* key);
-/// Adds an entry whose key isn't there yet; takes over the caller's references. There is room, or
-/// the table grows.
+/// Adds an entry whose key isn't in the table yet; takes over the caller's references. The table
+/// must have room or be able to grow.
 void insert(HashTable& table, Entry entry);
-/// Removes the entry, and the table's references, from a table that grows; the last one takes its
-/// place.
+/// Removes the entry from a table that can grow, and releases the table's references. The last
+/// entry takes its place.
 void erase(HashTable& table, Entry* entry);
 
 /// Retains key and value and inserts them.

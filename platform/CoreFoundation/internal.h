@@ -1,8 +1,8 @@
-/// What the files of this library share beyond the public API.
+/// Declarations that the files of this library share in addition to the public API.
 ///
 /// Functions named `create_...` and `copy_...` return a plain reference that the caller owns, as
-/// the C API's own do, and stand at its border only; those named `make_...` return an owning
-/// handle.
+/// those of the C API do; only code next to the C API has them. Functions named `make_...` return
+/// an owning handle.
 #pragma once
 
 #include <CoreFoundation/CFRuntime.h>
@@ -38,14 +38,14 @@ std::string_view utf8(CFStringRef string) noexcept;
 /// takes 4 GiB or more.
 Owned<CFStringRef> make_cfstring(std::string_view valid_utf8) noexcept;
 
-/// An integer that may be past CFNumberCreate's range; of type SInt64 where that holds it.
+/// An integer that may be beyond CFNumberCreate's range; of type SInt64 if it fits.
 Owned<CFNumberRef> make_number(std::uint64_t value) noexcept;
 
-/// Whether the number is an integer past SInt64's range. CFNumberGetValue writes its low 64 bits as
-/// SInt64, which are all it has, and returns false.
+/// Whether the number is an integer beyond SInt64's range. CFNumberGetValue writes its 64 bits as
+/// SInt64 and returns false.
 bool is_unsigned64(CFNumberRef number) noexcept;
 
-/// The number as people read it: integers in decimal, reals as "%.17g" or "0.0", "nan",
+/// The number as text: integers in decimal, reals as "%.17g" or "0.0", "nan",
 /// "+infinity", "-infinity".
 std::string_view number_text(CFNumberRef number, std::span<char, 32> buffer) noexcept;
 

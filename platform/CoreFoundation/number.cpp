@@ -11,8 +11,8 @@
 
 #include "object.h"
 
-/// The flags hold the type: one of the six with a size in their name, or kUnsigned64. Of a
-/// Float32, `real` holds the same value.
+/// The flags contain the type: one of the six with a size in their name, or kUnsigned64. For a
+/// Float32, `real` has the same value.
 struct __CFNumber {
   CFRuntimeBase base;
   union {
@@ -23,10 +23,10 @@ struct __CFNumber {
 
 namespace {
 
-/// An integer past SInt64's range, seen from outside as an SInt64.
+/// An integer beyond SInt64's range, whose public type is SInt64.
 constexpr cf::Flags kUnsigned64 = 17;
 
-/// Integers this small are shared constants, whatever type they were made of.
+/// Such small integers are shared constants, whatever their type is.
 constexpr std::int64_t kFirstShared = -1;
 constexpr std::int64_t kLastShared = 12;
 
@@ -55,7 +55,7 @@ bool is_real(CFNumberRef number) noexcept {
   return type == kCFNumberFloat32Type || type == kCFNumberFloat64Type;
 }
 
-/// The type with a size in its name that `type` is on this machine; 0 for an unknown one.
+/// The type with a size in its name that `type` is equal to on this machine; 0 for an unknown one.
 CFIndex sized_type(CFNumberType type) noexcept {
   switch (type) {
     case kCFNumberCharType:
@@ -118,7 +118,7 @@ bool is_exactly(double value, Integer integer) noexcept {
          std::trunc(value) == value;
 }
 
-/// Toward 0, and to the nearest end of the range from beyond it.
+/// Rounds toward 0; a value out of range becomes the nearest end of the range.
 std::int64_t truncated(double value) noexcept {
   if (std::isnan(value)) return 0;
   if (value < -kPastEnd<std::int64_t>) return std::numeric_limits<std::int64_t>::min();
@@ -133,7 +133,7 @@ bool store_integer(CFNumberRef number, void* to) noexcept {
   store(static_cast<T>(value), to);
   if (cf::is_unsigned64(number)) return false;
   if (is_real(number)) return static_cast<T>(value) == value && is_exactly(number->real, value);
-  // Bytes and shorts take unsigned values too, by their bits; the wider types don't.
+  // Bytes and shorts also accept unsigned values, by their bits; the wider types don't.
   constexpr std::int64_t kLast =
       sizeof(T) <= 2 ? 2 * std::int64_t{Limits::max()} + 1 : Limits::max();
   return value >= Limits::min() && value <= kLast;
@@ -175,7 +175,7 @@ CFHashCode hash(CFTypeRef cf) noexcept {
   if (!is_real(number)) return cf::scramble(static_cast<std::uint64_t>(number->integer));
   const double value = number->real;
   if (std::isnan(value)) return cf::scramble(std::bit_cast<std::uint64_t>(nan_number.real));
-  // A whole number hashes as the integer that it equals.
+  // A whole number has the hash of the integer that it is equal to.
   if (const std::int64_t integer = truncated(value); is_exactly(value, integer))
     return cf::scramble(static_cast<std::uint64_t>(integer));
   if (value > 0 && value < kPastEnd<std::uint64_t> && std::trunc(value) == value)

@@ -1,6 +1,6 @@
-/// What every type's file needs of the runtime. CFRuntimeBase::_cfinfoa holds, from the low bits
-/// up: 8 flags that belong to the type, 16 bits of type ID, 8 unused ones, the 32-bit reference
-/// count. A count of 0 marks an immortal object.
+/// The part of the runtime that every type's file needs. CFRuntimeBase::_cfinfoa contains, from the
+/// low bits up: 8 flags of the type, 16 bits of type ID, 8 unused bits, the 32-bit reference count.
+/// A count of 0 marks an immortal object.
 #pragma once
 
 #include <atomic>
@@ -31,7 +31,7 @@ inline std::atomic_ref<std::uint64_t> info_of(const CFRuntimeBase& base) noexcep
   return std::atomic_ref(const_cast<CFRuntimeBase&>(base)._cfinfoa);
 }
 
-/// The type's flags, fixed when the object is made.
+/// The type's flags, fixed when the object is created.
 inline Flags flags_of(const CFRuntimeBase& base) noexcept {
   return static_cast<Flags>(info_of(base).load(std::memory_order_relaxed));
 }
@@ -53,11 +53,11 @@ Object* create(CFAllocatorRef allocator, TypeID type, std::size_t trailing = 0,
 /// "<TYPE 0x... [0x...]>" with the addresses of the object and of its allocator.
 std::string description_head(CFTypeRef cf, std::string_view type_name);
 
-/// The object as part of a sentence (a string itself, a number in digits), else its description;
-/// the caller releases it.
+/// A string itself, a number in digits, or the description of any other object; the caller releases
+/// it.
 CFStringRef copy_text(CFTypeRef cf) noexcept;
 
-/// Spreads the bits of `value` over the whole word.
+/// Mixes the bits of `value` over the whole word.
 constexpr std::uint64_t scramble(std::uint64_t value) noexcept {
   value ^= value >> 32;
   value *= 0x9e3779b97f4a7c15;

@@ -26,7 +26,7 @@ const CFRuntimeClass* class_of_type(CFTypeID type_id) noexcept {
   return type_id < kMaxTypes ? type_table[type_id].load(std::memory_order_acquire) : nullptr;
 }
 
-/// The info word of an object that a caller handed in; `null_message` is for one who handed NULL.
+/// The info word of an object from a caller. Ends the process with `null_message` if it is NULL.
 std::atomic_ref<std::uint64_t> checked_info(CFTypeRef cf, const char* null_message) noexcept {
   if (cf == nullptr) cf::fatal(null_message);
   return cf::info_of(*static_cast<const CFRuntimeBase*>(cf));
@@ -89,7 +89,7 @@ void CFRelease(CFTypeRef cf) {
   if (count_in(info.load(std::memory_order_relaxed)) == 0) return;
   const std::uint64_t before = info.fetch_sub(kOneReference, std::memory_order_acq_rel);
   if (count_in(before) != 1) return;
-  // With a count of 0 the object is immortal, so its finalizer may pass it around.
+  // With a count of 0 the object is immortal, so its finalizer may retain and release it.
   const CFRuntimeClass* const cls = class_of_type(type_in(before));
   if (cls->finalize != nullptr) cls->finalize(cf);
   std::free(const_cast<void*>(cf));

@@ -23,7 +23,7 @@ Seed random_seed() {
   return {word(), word() | 1};
 }
 
-/// The product's two halves, folded.
+/// The exclusive or of the product's two halves.
 std::uint64_t fold(std::uint64_t a, std::uint64_t b) noexcept {
   __extension__ using Wide = unsigned __int128;
   const Wide product = Wide{a} * b;

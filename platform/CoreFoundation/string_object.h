@@ -1,4 +1,4 @@
-/// A string's memory, for the files that make strings.
+/// The memory layout of strings, for the files that create them.
 #pragma once
 
 #include <algorithm>
@@ -7,8 +7,8 @@
 
 #include "object.h"
 
-/// The text, UTF-8 without a NUL at the end, stands behind this. The hash is kept in base._cfisa
-/// once somebody asked for it, so millions of strings don't pay for one more field.
+/// The text, UTF-8 without a NUL at the end, follows this object. base._cfisa keeps the hash once
+/// it has been computed, so that millions of strings don't need one more field.
 struct __CFString {
   CFRuntimeBase base;
   std::uint32_t size;    // in bytes
@@ -17,7 +17,7 @@ struct __CFString {
 
 namespace cf {
 
-/// An immortal string from an ASCII literal, made by the compiler.
+/// An immortal string from an ASCII literal, created by the compiler.
 template <std::size_t kSize>
 struct ConstantString {
   __CFString header;
@@ -29,8 +29,8 @@ struct ConstantString {
   }
 };
 
-/// Equal texts hash alike within one process, never 0. Seeded, so that the keys of a hostile
-/// property list can't be chosen to collide.
+/// Equal texts have equal hashes within one process, never 0. Seeded, so that nobody can choose the
+/// keys of a hostile property list to collide.
 std::uint64_t hash_text(std::string_view text) noexcept;
 
 /// As make_cfstring, but never destroyed.

@@ -6,8 +6,8 @@
 
 namespace {
 
-/// How many bytes follow the lead byte `lead`, and what the first of them may be. The narrow
-/// ranges keep out overlong forms, surrogates and what lies past U+10FFFF.
+/// The number of bytes after the lead byte `lead`, and the range of the first of them. The narrow
+/// ranges exclude overlong forms, surrogates and characters beyond U+10FFFF.
 struct Sequence {
   int continuations;
   unsigned char low;
@@ -29,8 +29,8 @@ constexpr bool is_continuation(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
 }
 
-/// A lead byte's place in the order of UTF-16 units: surrogate pairs, whose leads are 0xF0 and up,
-/// stand before U+E000..U+FFFF, whose leads are 0xEE and 0xEF.
+/// A lead byte's rank in the order of UTF-16 units: surrogate pairs, whose lead bytes are 0xF0 and
+/// up, are before U+E000..U+FFFF, whose lead bytes are 0xEE and 0xEF.
 constexpr int utf16_rank(char byte) noexcept {
   const int value = static_cast<unsigned char>(byte);
   return value == 0xee || value == 0xef ? value + 0x10 : value;

@@ -13,7 +13,7 @@ namespace MobileDevice {
 
 using cf::Owned;
 
-/// Takes one reference more.
+/// Retains `cf`.
 template <typename Ref>
 Owned<Ref> retained(Ref cf) {
   if (cf != nullptr) CFRetain(cf);
@@ -33,7 +33,7 @@ Owned<CFStringRef> make_cfstring(std::string_view text);
 Owned<CFNumberRef> make_number(std::int64_t value);
 Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_view description);
 
-/// As UTF-8, with any U+0000 that it holds; empty if it has no UTF-8 form.
+/// As UTF-8, including any U+0000; empty if it can't be converted.
 std::string to_text(CFStringRef string);
 
 }  // namespace MobileDevice

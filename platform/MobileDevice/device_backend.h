@@ -1,4 +1,4 @@
-/// The way to real devices that the build has chosen.
+/// The backend for real devices that the build has chosen.
 #pragma once
 
 #include <memory>

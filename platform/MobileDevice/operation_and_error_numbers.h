@@ -1,13 +1,12 @@
-/// The numbers that this library gives to what a restore does and to what goes wrong. Their texts
-/// are in front/texts.cpp. Where the framework of macOS is known to use a number, ours is the
-/// same; the others are our own.
+/// The library's numbers of restore operations and errors. Their texts are in front/texts.cpp.
+/// Where a number of the macOS framework is known, ours is the same; the others are our own.
 #pragma once
 
 #include <MobileDevice/MobileDevice.h>
 
 namespace MobileDevice {
 
-/// What a restore does, under "Operation" in its status reports.
+/// The value of "Operation" in status reports.
 enum Operation : int {
   kOperationEnd = 0,  // of the whole restore, with progress 100
   kOperationCheckBundle = 1,

@@ -1,4 +1,4 @@
-/// Base64 (RFC 4648) as it stands in the <data> elements of property lists.
+/// Base64 (RFC 4648) in the <data> elements of property lists.
 #pragma once
 
 #include <cstdint>
@@ -15,13 +15,13 @@ constexpr std::size_t base64_length(std::size_t size) { return (size + 2) / 3 * 
 /// Writes base64_length(bytes.size()) characters to `out`.
 void encode_base64(std::span<const unsigned char> bytes, char* out);
 
-/// Decodes texts that come in pieces, with white space anywhere.
+/// Decodes text in pieces, with white space anywhere.
 class Base64Decoder {
  public:
-  /// False when there is a character that doesn't belong there.
+  /// False if the text contains a character that isn't allowed there.
   bool feed(std::string_view text);
-  /// Ends the text, whose bytes are then all in `bytes`. False when it ended inside a group or had
-  /// the wrong padding.
+  /// Ends the text; `bytes` then has all bytes. False if the text ended inside a group or had the
+  /// wrong padding.
   bool finish();
 
   DataBuffer bytes;

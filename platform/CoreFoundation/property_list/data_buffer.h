@@ -1,4 +1,4 @@
-/// A growing run of bytes that becomes a CFData without a copy.
+/// A growing sequence of bytes that becomes a CFData without a copy.
 #pragma once
 
 #include <CoreFoundation/CFData.h>
@@ -34,7 +34,7 @@ class DataBuffer {
     return bytes_ + std::exchange(size_, size_ + count);
   }
 
-  /// Takes back the last `count` bytes.
+  /// Removes the last `count` bytes.
   void shrink(std::size_t count) { size_ -= count; }
 
   /// Makes room for `count` more bytes.

@@ -11,10 +11,11 @@
 
 namespace cf {
 
-/// How deep containers may stand in each other in what is read.
+/// The maximum nesting of containers that the readers accept.
 inline constexpr std::size_t kMaxNesting = 512;
 
-/// The input is no property list of its format, the object can't be one; what() says why.
+/// The input isn't a property list of its format, or the object can't be written as one. what()
+/// gives the reason.
 struct PropertyListError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -22,7 +23,7 @@ struct PropertyListError : std::runtime_error {
 /// @throws PropertyListError  the object can't be written.
 Owned<CFDataRef> write_xml(CFTypeRef property_list);
 
-/// @param encoding  how the text is encoded whatever it says itself; NULL: as it says.
+/// @param encoding  overrides the encoding that the text declares; NULL: as declared.
 /// @throws PropertyListError, as do the readers below, when the text is malformed.
 Owned<CFTypeRef> read_xml(std::string_view text, const char* encoding);
 

@@ -1,4 +1,4 @@
-/// Where the property-list readers keep values until their containers are whole.
+/// The stack on which the property-list readers keep values until their containers are complete.
 #pragma once
 
 #include <cstddef>
@@ -8,8 +8,8 @@
 
 namespace cf {
 
-/// Owned references that wait for the container that will take them over. What grows throws
-/// std::bad_alloc when memory is short.
+/// Owned references until a container takes them over. Functions that let it grow throw
+/// std::bad_alloc if there is no memory.
 class ValueStack {
  public:
   ValueStack() = default;

@@ -14,7 +14,7 @@ using MobileDevice::library;
 
 namespace {
 
-/// The member of the properties, or its type's zero for a NULL handle.
+/// The member of the properties, or its type's zero if the handle is NULL.
 template <typename Member>
 Member property(AMRestorableDeviceRef device, Member DeviceProperties::*member) noexcept {
   if (device == nullptr) return Member{};
@@ -28,7 +28,7 @@ CFStringRef copy_string(AMRestorableDeviceRef device,
   return guarded(CFStringRef{}, [&] { return MobileDevice::make_cfstring(*text).release(); });
 }
 
-/// Has `command` answered by the device and logs it as `call`.
+/// Sends `command` to the device and logs its result as `call`.
 AMRError logged(AMRecoveryModeDeviceRef device, std::string_view call,
                 const std::function<AMRError(Attachment&)>& command) noexcept {
   if (device == nullptr) return MobileDevice::kAMRInvalidArgument;

@@ -21,7 +21,7 @@ CFRuntimeClass runtime_class(const char* name, void (*finalize)(CFTypeRef)) {
   return result;
 }
 
-/// An object of the type `id` whose part behind the CFRuntimeBase the caller constructs.
+/// An object of the type `id`. The caller constructs the part after the CFRuntimeBase.
 template <typename Ref>
 Ref create_instance(CFTypeID id) {
   const CFIndex extra_bytes = sizeof(std::remove_pointer_t<Ref>) - sizeof(CFRuntimeBase);

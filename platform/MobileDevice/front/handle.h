@@ -1,4 +1,4 @@
-/// The handles that clients hold, as CF types.
+/// The clients' handles, which are CF types.
 #pragma once
 
 #include <CoreFoundation/CFRuntime.h>
@@ -11,8 +11,8 @@
 
 namespace MobileDevice {
 
-/// The device as last reported: a client sees the properties as the last report that it was given
-/// found them, so what it reads in its callback fits the report.
+/// The device as last reported: clients see its properties at the time of the last report, so a
+/// callback reads the properties that belong to its report.
 class ReportedDevice {
  public:
   ReportedDevice(std::shared_ptr<Attachment> attachment, DeviceProperties properties) noexcept;

@@ -9,7 +9,7 @@ namespace MobileDevice {
 namespace {
 
 std::unique_ptr<Backend> choose_backend() {
-  // NOLINTNEXTLINE(concurrency-mt-unsafe): nobody sets variables
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the process never sets variables
   const char* const scenario = std::getenv("MOBILEDEVICE_SCENARIO");
   return scenario != nullptr ? simulator::make_simulator(scenario) : make_device_backend();
 }

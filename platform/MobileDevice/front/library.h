@@ -1,4 +1,4 @@
-/// The one instance of everything behind the C API.
+/// The single instance of everything that the C API uses.
 #pragma once
 
 #include <memory>
@@ -18,7 +18,7 @@ struct Library {
   LogFile log_file;
 };
 
-/// Made at the first call. The backend is the simulator if the variable MOBILEDEVICE_SCENARIO is
+/// Created at the first call. The backend is the simulator if the variable MOBILEDEVICE_SCENARIO is
 /// set, even to an empty text, else that of `make_device_backend`. Never destroyed: its threads
 /// still run while the process exits.
 Library& library();

@@ -28,8 +28,8 @@ void LogFile::write(std::uint64_t ecid, std::string_view call, AMRError result) 
   const std::string line =
       fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z {:016X} {}: {}\n", fmt::gmtime(now.count() / 1000),
                   now.count() % 1000, ecid, call, static_cast<std::int32_t>(result));
-  // One write per line keeps lines whole beside other writers. A full disk must not stop a
-  // restore, so a line that can't be written is lost.
+  // One write for each line keeps it whole if other processes write too. A full disk must not stop
+  // a restore, so a line that can't be written is lost.
   [[maybe_unused]] const ssize_t written = ::write(descriptor_, line.data(), line.size());
 }
 

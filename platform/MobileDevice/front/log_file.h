@@ -1,4 +1,4 @@
-/// The log of what reaches devices.
+/// The log of the calls that reach devices.
 #pragma once
 
 #include <MobileDevice/MobileDevice.h>
@@ -9,13 +9,14 @@
 
 namespace MobileDevice {
 
-/// Thread-safe; lives until the process ends.
+/// Thread-safe; exists until the process ends.
 class LogFile {
  public:
   /// Appends to the file `path` from now on, created with mode 0600 if it isn't there. False when
   /// it can't be opened: then the log stays as it was.
   bool open(const char* path);
-  /// One line: the time, the ECID, the call and its result. Without an open file: nothing.
+  /// Writes one line: the time, the ECID, the call and its result. Does nothing without an open
+  /// file.
   void write(std::uint64_t ecid, std::string_view call, AMRError result);
 
  private:

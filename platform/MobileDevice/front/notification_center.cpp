@@ -11,7 +11,7 @@ namespace MobileDevice {
 struct NotificationCenter::Registration {
   AMRestorableDeviceNotificationCallback callback;
   void* context;
-  /// Held while the callback runs; recursive, since the callback may end its own registration.
+  /// Locked while the callback runs; recursive, since the callback may end its own registration.
   std::recursive_mutex calling;
   std::atomic<bool> active = true;
 };

@@ -1,4 +1,4 @@
-/// Who is attached, and who wants to know.
+/// The attached devices and the registered clients.
 #pragma once
 
 #include <map>
@@ -11,22 +11,22 @@
 
 namespace MobileDevice {
 
-/// Hands the backend's events to the registered clients, on the main dispatch queue, in order.
-/// Lives until the process ends.
+/// Delivers the backend's events to the registered clients on the main dispatch queue, in order.
+/// Exists until the process ends.
 class NotificationCenter final : public Listener {
  public:
   explicit NotificationCenter(Backend& backend) : backend_(backend) {}
   NotificationCenter(const NotificationCenter&) = delete;
   NotificationCenter& operator=(const NotificationCenter&) = delete;
 
-  /// As AMRestorableDeviceRegisterForNotifications; the first call starts the backend. On failure
-  /// `client` is 0 and `error` set.
+  /// Implements AMRestorableDeviceRegisterForNotifications. The first call starts the backend. On
+  /// failure `client` is 0 and `error` is set.
   struct Result {
     AMRestorableDeviceClientID client = 0;
     Owned<CFErrorRef> error;
   };
   Result add(AMRestorableDeviceNotificationCallback callback, void* context);
-  /// As AMRestorableDeviceUnregisterForNotifications.
+  /// Implements AMRestorableDeviceUnregisterForNotifications.
   void remove(AMRestorableDeviceClientID client);
 
   void attached(std::shared_ptr<Attachment> attachment) override;
@@ -47,8 +47,8 @@ class NotificationCenter final : public Listener {
 
   Backend& backend_;
   std::mutex start_mutex_;
-  bool started_ = false;  // under start_mutex_
-  std::mutex mutex_;      // guards all below, and the order in which reports are queued
+  bool started_ = false;  // guarded by start_mutex_
+  std::mutex mutex_;      // guards all members below, and the order in which reports are queued
   std::vector<Handle> attached_;
   std::map<AMRestorableDeviceClientID, std::shared_ptr<Registration>> registrations_;
   AMRestorableDeviceClientID last_client_ = 0;

@@ -3,7 +3,7 @@
 namespace MobileDevice {
 namespace {
 
-/// Knows of no device.
+/// Finds no device.
 class NoDevices final : public Backend {
  public:
   Owned<CFErrorRef> start(Listener&) override { return nullptr; }

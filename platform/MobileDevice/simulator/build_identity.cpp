@@ -10,7 +10,7 @@
 namespace MobileDevice::simulator {
 namespace {
 
-/// NULL if `dictionary` is NULL or hasn't the key.
+/// NULL if `dictionary` is NULL or doesn't have the key.
 CFTypeRef value_at(CFDictionaryRef dictionary, CFStringRef key) {
   return dictionary == nullptr ? nullptr : CFDictionaryGetValue(dictionary, key);
 }

@@ -8,10 +8,10 @@
 
 namespace MobileDevice::simulator {
 
-/// `manifest` with just the one of its BuildIdentities whose ApChipID and ApBoardID (numbers, or
-/// text as in "0x8020") are the device's. Of several, the first for the restore behaviour
-/// ("Erase", "Update") stands; if none is for it, the first.
-/// @throws Failure  there is none; `bundle` names the file in the text.
+/// `manifest` with only that one of its BuildIdentities whose ApChipID and ApBoardID (numbers, or
+/// text such as "0x8020") are those of the device. Of several it keeps the first for the restore
+/// behaviour ("Erase", "Update"), or the first of all if none is for it.
+/// @throws Failure  there is none; the text names the file `bundle`.
 Owned<CFDictionaryRef> personalize(CFPropertyListRef manifest, const DeviceProperties& device,
                                    CFTypeRef restore_behavior, const std::string& bundle);
 

@@ -1,4 +1,4 @@
-/// What goes wrong in the simulator.
+/// The simulator's errors.
 #pragma once
 
 #include <stdexcept>
@@ -20,7 +20,7 @@ enum class FailureCode : CFIndex {
   kInternal = 8,
 };
 
-/// The text says what is wrong with which file.
+/// The text names the file and the problem.
 class Failure : public std::runtime_error {
  public:
   Failure(FailureCode code, const std::string& text) : std::runtime_error(text), code_(code) {}

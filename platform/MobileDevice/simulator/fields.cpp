@@ -22,7 +22,7 @@ bool is_text(CFTypeRef value, const char* text) {
 
 struct Integer {
   std::int64_t low_bits;
-  double approximately;  // tells a large unsigned number from a negative one
+  double approximately;  // distinguishes a large unsigned number from a negative one
 };
 
 std::optional<Integer> read_integer(CFTypeRef value) {

@@ -1,4 +1,4 @@
-/// Strict reading of a property list: whatever isn't as expected is a Failure that names the place.
+/// Strict reading of a property list: an unexpected value is a Failure that names its place.
 #pragma once
 
 #include <cstdint>
@@ -13,16 +13,16 @@
 
 namespace MobileDevice::simulator {
 
-/// Decimal, with or without a minus, or hexadecimal behind "0x".
+/// Decimal, with an optional minus, or hexadecimal after "0x".
 std::optional<std::int64_t> parse_integer(std::string_view text);
 
-/// What a CFNumber holds if that is an integer of the type's range; nullopt for any other value.
+/// The value of a CFNumber if it is an integer in the type's range; nullopt for any other value.
 std::optional<std::int64_t> integer_in(CFTypeRef value);
 std::optional<std::uint64_t> unsigned_integer_in(CFTypeRef value);
 
-/// A value and where it stands.
+/// A value and its place in the file.
 struct Field {
-  CFTypeRef value;  // borrowed; NULL: the key is missing
+  CFTypeRef value;  // borrowed; NULL if the key is missing
   std::string file;
   std::string path;  // as in "Devices[3].ECID"; empty at the top
   /// In an OpenStep file, numbers and booleans are written as text too.
@@ -33,7 +33,7 @@ struct Field {
   /// A field below this one.
   Field at(CFTypeRef below, const std::string& step) const;
 
-  /// Each throws Failure if the value is missing or not of the kind.
+  /// Each throws Failure if the value is missing or has another type.
   std::string text() const;
   bool boolean() const;
   std::int64_t integer(std::int64_t low, std::int64_t high) const;
@@ -42,16 +42,16 @@ struct Field {
   std::vector<Field> elements() const;
 };
 
-/// The entries of a dictionary, to be taken one by one.
+/// The entries of a dictionary, which are taken one by one.
 class Fields {
  public:
   /// @throws Failure  `field` is no dictionary.
   explicit Fields(const Field& field);
 
-  /// A key that isn't there gives a field without a value.
+  /// A missing key gives a field without a value.
   Field take(const std::string& key);
   std::optional<Field> take_if_present(const std::string& key);
-  /// All that were not taken.
+  /// All entries that were not taken.
   const std::map<std::string, Field>& rest() const { return rest_; }
   /// @throws Failure  an entry was not taken: its key is unknown.
   void finish() const;

@@ -68,7 +68,7 @@ void Ipsw::read(const ZipArchive::Entry& entry, const ZipArchive::Receiver& rece
   try {
     archive_.read(entry, receive);
   } catch (const Failure&) {
-    throw;  // the receiver's own
+    throw;  // from the receiver
   } catch (const std::runtime_error& failure) {
     fail(FailureCode::kBundle, fmt::format("{}: {}", file_, entry.name), failure.what());
   }

@@ -9,14 +9,14 @@
 
 namespace MobileDevice::simulator {
 
-/// Reads in memory that doesn't grow with the entries. Everything throws Failure, which names the
-/// archive and the entry.
+/// Uses an amount of memory that doesn't depend on the size of entries. Every function throws
+/// Failure, which names the archive and the entry.
 class Ipsw {
  public:
   explicit Ipsw(std::string file);
 
-  /// Reads every entry to its end and so verifies its checksum. `progress` hears now and then what
-  /// share of the archive is read, 0 to 1.
+  /// Reads every entry to its end and so verifies its checksum. Calls `progress` from time to time
+  /// with the share of the archive that has been read, 0 to 1.
   void verify(const std::function<void(double)>& progress);
   Plist build_manifest();
 

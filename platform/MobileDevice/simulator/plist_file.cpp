@@ -19,7 +19,7 @@ constexpr std::size_t kLargestFile = 64 << 20;
 
 std::string system_text(int error) { return std::generic_category().message(error); }
 
-/// What CoreFoundation has to say about a property list; takes over `error`.
+/// CoreFoundation's text about a property list that it refused; releases `error`.
 std::string why(CFErrorRef error) {
   if (error == nullptr) return "unknown error";
   const Owned<CFErrorRef> owner(error);

@@ -13,13 +13,14 @@ struct Plist {
   CFPropertyListFormat format;
 };
 
-/// @throws std::runtime_error  says why the bytes hold no property list.
+/// @throws std::runtime_error  the bytes aren't a property list; the text gives the reason.
 Plist parse_plist(const std::vector<UInt8>& bytes);
 
-/// @throws std::runtime_error  also when the file can't be read or is larger than 64 MiB.
+/// @throws std::runtime_error  as above, or the file can't be read or is larger than 64 MiB.
 Plist read_plist_file(const std::string& file);
 
-/// @throws std::runtime_error  says why the value can't be written as XML to the file.
+/// @throws std::runtime_error  the value can't be written to the file as XML; the text gives the
+///     reason.
 void write_plist_file(CFPropertyListRef value, const std::string& file);
 
 }  // namespace MobileDevice::simulator

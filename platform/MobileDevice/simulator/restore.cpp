@@ -35,7 +35,7 @@ constexpr std::array kStepsAfterPersonalizing = {
     Step{kOperationRestart, 95},
 };
 
-/// Sends the reports of one course, each when it is due.
+/// Sends the reports of one restore, each when it is due.
 class Reporter {
  public:
   Reporter(Seconds duration, const StayUntil& stay_until, const StatusReceiver& receiver)

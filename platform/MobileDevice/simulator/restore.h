@@ -13,12 +13,12 @@ namespace MobileDevice::simulator {
 /// Waits until then; false as soon as the device leaves.
 using StayUntil = std::function<bool(Clock::time_point)>;
 
-/// Delivers the reports as they stand, each at its time. Blocks.
+/// Delivers the reports unchanged, each at its time. Blocks.
 void play_script(const std::vector<ScriptedStatus>& script, const StatusReceiver& receiver);
 
-/// The built-in course: checks the bundle that `options` name, writes the personalized one and
-/// reports progress for `duration` (longer if checking takes longer). Whatever goes wrong is in
-/// the last report. Blocks.
+/// The built-in restore: checks the bundle that `options` name, writes the personalized one and
+/// reports progress for `duration` (longer if checking takes longer). The last report contains any
+/// failure. Blocks.
 void run_course(const DeviceProperties& device, CFDictionaryRef options, Seconds duration,
                 const StayUntil& stay_until, const StatusReceiver& receiver);
 

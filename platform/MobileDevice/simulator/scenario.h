@@ -1,4 +1,4 @@
-/// What a scenario file says.
+/// The content of a scenario file.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@
 
 namespace MobileDevice::simulator {
 
-/// A report beyond those of arrivals and departures.
+/// A report in addition to those of arrivals and departures.
 struct RawReport {
   Seconds after{0};  // since the start
   AMRestorableDeviceNotificationType type = kAMRestorableDeviceConnected;
@@ -36,7 +36,7 @@ struct DevicePlan {
   std::vector<RawReport> notifications;
   Seconds boot_seconds{2};
   Seconds restore_seconds{2};
-  std::optional<std::vector<ScriptedStatus>> restore;  // without: the built-in course
+  std::optional<std::vector<ScriptedStatus>> restore;  // without: the built-in restore
 };
 
 struct Scenario {
@@ -48,7 +48,7 @@ struct Scenario {
   bool no_default_restore_options = false;
 };
 
-/// @throws Failure  names the file, the place in it and what was expected there.
+/// @throws Failure  the text names the file, the place in it and the expected value.
 Scenario read_scenario(const std::string& file);
 
 }  // namespace MobileDevice::simulator

@@ -25,7 +25,7 @@ class SimulatedAttachment final : public Attachment,
   void restore(CFDictionaryRef options, StatusReceiver receiver) override;
 
   void arrive();
-  /// False when it wasn't here.
+  /// False if it was not attached.
   bool leave();
   void set_state(AMRestorableDeviceState state);
 

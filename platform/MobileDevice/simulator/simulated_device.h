@@ -12,14 +12,14 @@ namespace MobileDevice::simulator {
 
 class SimulatedAttachment;
 
-/// One device of the scenario through all its attachments. Lives until the process ends.
+/// One device of the scenario with all its attachments. Exists until the process ends.
 class SimulatedDevice {
  public:
   SimulatedDevice(DevicePlan plan, Timeline& timeline, Listener& listener);
   SimulatedDevice(const SimulatedDevice&) = delete;
   SimulatedDevice& operator=(const SimulatedDevice&) = delete;
 
-  /// Puts what the plan says onto the timeline.
+  /// Adds the events of the plan to the timeline.
   void schedule(Clock::time_point start);
 
   const DevicePlan& plan() const { return plan_; }
@@ -36,8 +36,8 @@ class SimulatedDevice {
   Timeline& timeline_;
   Listener& listener_;
   std::atomic<bool> auto_boot_ = true;
-  // Only touched by events of the timeline:
-  std::shared_ptr<SimulatedAttachment> current_;  // before the first arrival: the one to come
+  // Used only by events of the timeline:
+  std::shared_ptr<SimulatedAttachment> current_;  // before the first arrival: the next one
   bool unplugged_ = false;
 };
 

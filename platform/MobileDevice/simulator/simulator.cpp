@@ -33,7 +33,7 @@ class Simulator final : public Backend {
 
  private:
   static std::optional<std::string> find(const std::map<int, std::string>& texts, int number);
-  /// Read at the first call; empty if it can't be used, and then `failure_` says why.
+  /// Read at the first call; empty if it can't be used: then `failure_` has the reason.
   const Scenario& scenario() const;
 
   const std::string file_;
@@ -58,7 +58,7 @@ Owned<CFErrorRef> Simulator::start(Listener& listener) {
     devices_.emplace_back(std::move(plan), timeline_, listener).schedule(now);
   const std::shared_ptr<std::promise<void>> reported = std::make_shared<std::promise<void>>();
   timeline_.add(now, [reported] { reported->set_value(); });
-  reported->get_future().wait();  // until the devices that are here from the start are reported
+  reported->get_future().wait();  // until the devices that are attached from the start are reported
   return nullptr;
 }
 

@@ -1,4 +1,4 @@
-/// Events at their time.
+/// Events with a time.
 #pragma once
 
 #include <chrono>
@@ -12,13 +12,13 @@ namespace MobileDevice::simulator {
 using Clock = std::chrono::steady_clock;
 using Seconds = std::chrono::duration<double>;
 
-/// The point in time that lies `seconds` behind `start`.
+/// The time `seconds` after `start`.
 inline Clock::time_point after(Clock::time_point start, Seconds seconds) {
   return start + std::chrono::duration_cast<Clock::duration>(seconds);
 }
 
-/// Runs events when they are due, one at a time, those due together in the order in which they
-/// were added. Once its thread runs it lives until the process ends.
+/// Runs events when they are due, one at a time. Events of the same time run in the order in which
+/// they were added. Once its thread runs, it exists until the process ends.
 class Timeline {
  public:
   using Event = std::function<void()>;

@@ -15,8 +15,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// The records: the number that each begins with, the length of its fixed part, and the offsets of
-// its fields.
+// The records: the number at their start, the length of their fixed part, and the offsets of their
+// fields.
 namespace local_header {
 constexpr std::uint32_t kSignature = 0x04034B50;
 constexpr std::size_t kSize = 30, kNameLength = 26, kExtraLength = 28;
@@ -51,7 +51,7 @@ constexpr std::uint16_t kDeflated = 8;
 
 constexpr const char* kSeveralParts = "is one of several parts";
 
-/// The little-endian number at `at`, which the caller knows to be inside.
+/// The little-endian number at `at`. The caller has checked that it is inside.
 template <typename Number>
 Number number_at(const Bytes& bytes, std::size_t at) {
   Number number = 0;
@@ -66,7 +66,7 @@ bool is_record(const Bytes& bytes, std::size_t at, std::uint32_t signature) {
 
 [[noreturn]] void fail(const char* why) { throw std::runtime_error(why); }
 
-/// Puts the numbers that are too large for a directory entry in their place.
+/// Replaces the placeholders of numbers that are too large for a directory entry.
 void read_zip64_field(const Bytes& extra, ZipArchive::Entry& entry) {
   std::size_t at = 0;
   while (at + 4 <= extra.size()) {
@@ -98,7 +98,7 @@ class Inflation {
   Inflation& operator=(const Inflation&) = delete;
   ~Inflation() { inflateEnd(&stream_); }
 
-  /// @return  whether the deflated data has come to its end
+  /// @return  whether the deflated data has ended
   bool unpack(std::uint8_t* bytes, std::size_t size, const ZipArchive::Receiver& receive) {
     std::array<std::uint8_t, 65536> piece;
     stream_.next_in = bytes;
@@ -201,7 +201,7 @@ ZipArchive::Directory ZipArchive::read_end64(std::uint64_t offset) {
           number_at<std::uint64_t>(record, end64::kEntries)};
 }
 
-/// The entry of the directory at which the stream stands.
+/// The directory entry at the stream's position.
 ZipArchive::Entry ZipArchive::read_entry() {
   namespace field = directory_entry;
   Bytes fixed(field::kSize);

@@ -1,5 +1,5 @@
-/// Zip archives, as far as firmware bundles need them: stored and deflated entries of any size, in
-/// one file, not encrypted. The format's description is PKWARE's APPNOTE.TXT; zlib unpacks.
+/// The part of the zip format that firmware bundles need: stored and deflated entries of any size,
+/// in one file, not encrypted. PKWARE's APPNOTE.TXT describes the format; zlib unpacks the entries.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace MobileDevice::simulator {
 
-/// Trusts nothing that the file says: what doesn't fit is a std::runtime_error that says why.
+/// Doesn't trust the file: a contradiction is a std::runtime_error whose text gives the reason.
 class ZipArchive {
  public:
   struct Entry {
@@ -29,7 +29,7 @@ class ZipArchive {
 
   const std::vector<Entry>& entries() const { return entries_; }
 
-  /// Hands over the content of an entry of this archive in pieces of at most 64 KiB.
+  /// Passes the content of an entry of this archive to the receiver in pieces of at most 64 KiB.
   /// @throws std::runtime_error  also at the end, if length or checksum is wrong
   void read(const Entry& entry, const Receiver& receive);
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned int kTimeoutMilliseconds = 2000;
 
-/// What the waiting thread and the event loop's share.
+/// The data that the waiting thread shares with the thread of the event loop.
 struct Completion {
   std::mutex mutex;
   std::condition_variable changed;
@@ -26,7 +26,8 @@ struct Completion {
   void signal() {
     const std::lock_guard<std::mutex> lock(mutex);
     done = true;
-    changed.notify_all();  // under the lock: the waiter destroys us once it has it
+    changed.notify_all();  // under the lock: the waiter destroys this object as soon as it has the
+                           // lock
   }
 };
 

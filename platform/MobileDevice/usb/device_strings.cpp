@@ -33,7 +33,7 @@ std::optional<std::string> read_line(const std::string& path) {
 DeviceStrings read_sysfs_strings(libusb_device* device) {
   const std::string folder = sysfs_folder(device);
   DeviceStrings strings = {read_line(folder + "/serial"), read_line(folder + "/product")};
-  // The number last: it is new for every plug, so if it is ours still, the strings are ours too.
+  // Read the number last: it is new at every arrival, so if it is unchanged, the strings are ours.
   if (read_line(folder + "/devnum") != std::to_string(libusb_get_device_address(device))) return {};
   return strings;
 }

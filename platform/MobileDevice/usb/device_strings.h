@@ -11,13 +11,13 @@
 
 namespace MobileDevice::usb {
 
-/// The strings that the kernel read when the device came. None when another device has taken its
-/// place by now. Doesn't open the device: that needs no permission, and a device that hangs can't
-/// block it.
+/// The strings that the kernel read when the device arrived. None if another device has its address
+/// by now. Doesn't open the device, so it needs no permission, and a device that hangs can't block
+/// it.
 DeviceStrings read_sysfs_strings(libusb_device* device);
 
-/// Asks an open device for the string `index` of its descriptors in US English; leaves `string`
-/// as it is if the index is 0, which stands for none. '?' replaces what is not ASCII. Blocks as
+/// Reads the string `index` of an open device's descriptors in US English. Leaves `string`
+/// unchanged if the index is 0, which means none. '?' replaces characters beyond ASCII. Blocks as
 /// `control_transfer` does.
 /// @return  a `libusb_error`, or 0
 int read_string_descriptor(libusb_device_handle* opened, std::uint8_t index,

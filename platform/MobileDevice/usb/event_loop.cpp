@@ -27,7 +27,7 @@ void EventLoop::run_posted() {
 void EventLoop::run() {
   while (true) {
     run_posted();
-    // A failure is one device's or one signal's; the next round serves the others.
+    // A failure concerns one device or one signal; the next round serves the others.
     libusb_handle_events(context());
   }
 }

@@ -1,4 +1,4 @@
-/// The one thread that serves libusb and acts upon what it says.
+/// The thread that handles libusb's events.
 #pragma once
 
 #include <functional>
@@ -9,9 +9,9 @@
 
 namespace MobileDevice::usb {
 
-/// Completes transfers, takes hotplug reports, and runs the tasks that they leave. libusb's
-/// callbacks only post a task: a callback may come from inside any libusb call that waits, where
-/// it would be wrong to do anything else with libusb.
+/// Completes transfers, receives hotplug reports, and runs the tasks that these post. libusb's
+/// callbacks only post a task: any libusb call that waits may call them, and there no other use of
+/// libusb is allowed.
 class EventLoop {
  public:
   using Task = std::function<void()>;
@@ -20,13 +20,13 @@ class EventLoop {
 
   libusb_context* context() const { return context_.get(); }
 
-  /// Has `task` run on the loop's thread, after those posted before. Any thread.
+  /// Runs `task` on the loop's thread, after those posted before. May be called on any thread.
   void post(Task task);
 
-  /// Runs what is posted, and what that posts.
+  /// Runs the posted tasks, and those that they post.
   void run_posted();
 
-  /// Serves for ever. No other thread may handle libusb's events.
+  /// Never returns. No other thread may handle libusb's events.
   [[noreturn]] void run();
 
  private:

@@ -7,7 +7,7 @@
 namespace MobileDevice::usb {
 namespace {
 
-/// A root hub's port beyond the fifteenth doesn't fit its digit and is cut to it.
+/// A port number above 15 doesn't fit its digit: only its lowest four bits are kept.
 std::uint32_t location_id(libusb_device* device) {
   std::uint32_t location = std::uint32_t{libusb_get_bus_number(device)} << 24;
   int shift = 20;

@@ -15,7 +15,7 @@ struct LibusbDeleter {
 };
 
 using Context = std::unique_ptr<libusb_context, LibusbDeleter>;
-/// While it is held no other device gets the same address.
+/// While this reference exists, no other device gets the same address.
 using DeviceReference = std::shared_ptr<libusb_device>;
 using OpenDevice = std::unique_ptr<libusb_device_handle, LibusbDeleter>;
 using Transfer = std::unique_ptr<libusb_transfer, LibusbDeleter>;

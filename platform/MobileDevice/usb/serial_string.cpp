@@ -7,8 +7,8 @@
 namespace MobileDevice::usb {
 namespace {
 
-/// Cuts the next "TAG:value" or "TAG:[value]" off the front. A bracketed value may hold blanks
-/// and colons and keeps its brackets, so that a cut-off one can be told.
+/// Removes the next "TAG:value" or "TAG:[value]" from the front. A bracketed value may contain
+/// blanks and colons. It keeps its brackets, so that an incomplete one can be recognised.
 std::string_view next_word(std::string_view& text) {
   text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
   const std::size_t bracket = text.find(":[");

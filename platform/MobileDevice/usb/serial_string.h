@@ -1,4 +1,4 @@
-/// The USB serial string of a device in DFU or Recovery, in which its boot loader says who it is:
+/// The USB serial string of a device in DFU or Recovery, in which its boot loader identifies it:
 /// "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:001A2B3C4D5E6F70 IBFL:3C SRNM:[F2LXXXXXXXXX]".
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace MobileDevice::usb {
 
-/// What the string says; 0 or absent where it says nothing that can be read.
+/// The values of the string; 0 or absent if a value is missing or can't be read.
 struct SerialString {
   std::uint64_t ecid = 0;                    ///< ECID
   std::uint32_t chip_id = 0;                 ///< CPID
@@ -18,9 +18,9 @@ struct SerialString {
   std::optional<std::string> serial_number;  ///< SRNM, none in DFU
 };
 
-/// Takes tags in any order and any text at all. Unknown tags are skipped, and so is a damaged
-/// value: one that is not wholly hexadecimal, too large for its field, or in a bracket that never
-/// closes. Of a tag that comes twice the first readable value counts.
+/// Accepts any text, with tags in any order. Skips unknown tags and damaged values: a value that
+/// isn't hexadecimal, is too large for its field, or has no closing bracket. If a tag occurs twice,
+/// the first readable value counts.
 SerialString parse_serial_string(std::string_view text);
 
 }  // namespace MobileDevice::usb

@@ -17,7 +17,7 @@ namespace MobileDevice::usb {
 namespace {
 
 constexpr std::chrono::seconds kDepartureTimeout(2);
-/// Both modes have it; who holds it has the device alone.
+/// Both modes have it; claiming it excludes other programs.
 constexpr int kCommandInterface = 0;
 
 /// A command of the boot loader's console, NUL and all: a vendor request to the device.
@@ -30,8 +30,8 @@ int send_command(libusb_device_handle* opened, std::string_view command) {
   return result < 0 ? result : 0;
 }
 
-/// What becomes of the transfer that tells a device to go down, when it does so at once: it may be
-/// gone, refuse or keep silent, or leave the answer half sent, which is an I/O error.
+/// Results of the reboot command if the device disconnects at once: the device is gone, refuses or
+/// doesn't answer, or its answer is incomplete, which is an I/O error.
 bool may_have_obeyed(int libusb_error) {
   return libusb_error == LIBUSB_ERROR_NO_DEVICE || libusb_error == LIBUSB_ERROR_PIPE ||
          libusb_error == LIBUSB_ERROR_TIMEOUT || libusb_error == LIBUSB_ERROR_IO;
@@ -78,10 +78,10 @@ void UsbAttachment::mark_left() {
   departure_.notify_all();
 }
 
-/// Opens the device, makes sure that it is this one, and holds it against other programs. Its
-/// address may have gone to another device before the opening, but not after. So what sysfs now
-/// says of the address is said of the opened device, or of one that came after that has left and
-/// takes no more transfers.
+/// Opens the device, checks that it is this one, and excludes other programs. Another device may
+/// have got its address before it was opened, but not after. So sysfs now describes the opened
+/// device, or a later one at the same address; in that case the opened device has left and accepts
+/// no transfers.
 int UsbAttachment::open_checked(OpenDevice& owner) const {
   libusb_device_handle* opened = nullptr;
   if (const int error = libusb_open(device_.get(), &opened); error != 0) return error;
@@ -93,7 +93,7 @@ int UsbAttachment::open_checked(OpenDevice& owner) const {
   }
   if (parse_serial_string(serial.value_or("")).ecid != properties_.ecid)
     return LIBUSB_ERROR_NO_DEVICE;
-  // A device without a configuration has no interface that anyone could hold.
+  // A device without a configuration has no interface to claim.
   const int error = libusb_claim_interface(opened, kCommandInterface);
   return error == LIBUSB_ERROR_NOT_FOUND ? 0 : error;
 }

@@ -22,7 +22,7 @@ class UsbAttachment final : public Attachment {
   AMRError reboot() override;
   void restore(CFDictionaryRef options, StatusReceiver receiver) override;
 
-  /// Tells those who wait for the departure.
+  /// Wakes the threads that wait for the departure.
   void mark_left();
 
  private:

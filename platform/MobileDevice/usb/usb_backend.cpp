@@ -13,8 +13,8 @@ namespace MobileDevice {
 namespace usb {
 namespace {
 
-/// Asks the device for the strings that are missing. Blocks.
-/// @return  the `libusb_error` of the first that couldn't be had, or 0
+/// Reads the missing strings from the device. Blocks.
+/// @return  the `libusb_error` of the first string that can't be read, or 0
 int ask_missing(libusb_device* device, DeviceStrings& strings) {
   libusb_device_handle* opened = nullptr;
   if (const int error = libusb_open(device, &opened); error != 0) return error;
@@ -65,7 +65,7 @@ int UsbBackend::on_hotplug(libusb_context*, libusb_device* device, libusb_hotplu
 }
 
 void UsbBackend::arrived(const DeviceReference& device) {
-  // One that came while we registered is reported twice.
+  // A device that arrives during the registration is reported twice.
   if (!present_.emplace(device, nullptr).second) return;
   const DeviceStrings strings = read_sysfs_strings(device.get());
   const libusb_device_descriptor descriptor = descriptor_of(device.get());
@@ -78,7 +78,7 @@ void UsbBackend::arrived(const DeviceReference& device) {
   }
 }
 
-/// On a thread of its own, so that a device that hangs holds up nobody else.
+/// On a thread of its own, so that a device that hangs doesn't delay others.
 void UsbBackend::ask(const DeviceReference& device, const DeviceStrings& strings) {
   try {
     std::thread([this, device, strings] {
@@ -86,14 +86,14 @@ void UsbBackend::ask(const DeviceReference& device, const DeviceStrings& strings
       if (ask_missing(device.get(), asked) == LIBUSB_ERROR_NO_DEVICE) return;
       loop_->post([this, device, asked] { identified(device, asked); });
     }).detach();
-  } catch (const std::system_error&) {  // no thread to be had
+  } catch (const std::system_error&) {  // no thread
     identified(device, strings);
   }
 }
 
 void UsbBackend::identified(const DeviceReference& device, const DeviceStrings& strings) {
   const auto found = present_.find(device);
-  if (found == present_.end()) return;  // has left while it was asked
+  if (found == present_.end()) return;  // it has left meanwhile
   found->second =
       std::make_shared<UsbAttachment>(device, properties_of(device.get(), strings), loop_);
   listener_->attached(found->second);

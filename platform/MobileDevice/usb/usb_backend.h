@@ -14,11 +14,11 @@
 
 namespace MobileDevice::usb {
 
-/// libusb is first called by `start`, and never shut down once that has succeeded.
+/// `start` makes the first call to libusb. After its success libusb is never shut down.
 class UsbBackend final : public Backend {
  public:
-  /// Reports the devices that are attached already before it returns, but for those that have to
-  /// be asked who they are; all later reports come on the event loop's thread.
+  /// Reports the attached devices before it returns, except those whose strings must be read from
+  /// the device. All later reports come on the event loop's thread.
   Owned<CFErrorRef> start(Listener& listener) override;
   std::optional<std::string> error_text(int number) const override;
 
@@ -32,8 +32,8 @@ class UsbBackend final : public Backend {
 
   Listener* listener_ = nullptr;
   std::shared_ptr<EventLoop> loop_;
-  /// Those that are attached, by address; NULL while they are asked who they are. Of `start` until
-  /// it starts the event loop's thread, then of that thread.
+  /// The attached devices by address; NULL while their strings are read. `start` uses it until it
+  /// starts the event loop's thread, then only that thread does.
   std::map<DeviceReference, std::shared_ptr<UsbAttachment>> present_;
 };
 

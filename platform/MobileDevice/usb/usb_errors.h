@@ -1,4 +1,4 @@
-/// What can go wrong on the way to a device, as MobileDevice's error numbers.
+/// Errors of the communication with a device, as MobileDevice's error numbers.
 #pragma once
 
 #include <MobileDevice/MobileDevice.h>
@@ -10,7 +10,7 @@
 
 namespace MobileDevice::usb {
 
-// Numbers of this backend: "USB" in ASCII, then a count, far from those that others use.
+// Numbers of this backend: "USB" in ASCII, then a count. No other known error has such a number.
 inline constexpr AMRError kAMRUsbFailed{0x55534200};
 inline constexpr AMRError kAMRUsbNoPermission{0x55534201};
 inline constexpr AMRError kAMRUsbDeviceLeft{0x55534202};
@@ -23,8 +23,7 @@ inline constexpr AMRError kAMRUsbRestoreNotOffered{0x55534207};
 /// The number for a `libusb_error`; success for 0 and above.
 AMRError amr_error(int libusb_result);
 
-/// What happened and what a person can do about it; nothing for a number that is not of this
-/// backend.
+/// The problem and what a person can do about it; empty for a number of another backend.
 std::optional<std::string> usb_error_text(int number);
 
 /// A CFError with a number of this backend and its text.

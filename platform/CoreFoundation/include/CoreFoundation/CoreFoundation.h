@@ -1,6 +1,6 @@
 /// The part of the CoreFoundation C API that this project calls, with the names, types and
-/// ownership rules of the system's own headers: what a function with Create or Copy in its name
-/// returns belongs to the caller, who gives it back with CFRelease; all else is borrowed.
+/// ownership rules of the system's own headers. The caller owns the result of a function with
+/// Create or Copy in its name and releases it with CFRelease. Everything else is borrowed.
 #pragma once
 
 #include <CoreFoundation/CFArray.h>
