@@ -45,8 +45,8 @@ Owned<CFErrorRef> make_error(std::string_view domain, CFIndex code, std::string_
 std::string to_text(CFStringRef string) {
   const CFIndex size =
       CFStringGetMaximumSizeForEncoding(CFStringGetLength(string), kCFStringEncodingUTF8) + 1;
-  constexpr char kUnused =
-      '\xFF';  // not a byte of UTF-8: finds the end, since the text may contain NULs
+  // Not a byte of UTF-8: it marks the end, since the text may contain NULs.
+  constexpr char kUnused = '\xFF';
   std::string text(static_cast<std::size_t>(size), kUnused);
   if (!CFStringGetCString(string, text.data(), size, kCFStringEncodingUTF8)) return {};
   text.resize(std::min(text.find(kUnused), text.size()) - 1);

@@ -26,8 +26,8 @@ struct Completion {
   void signal() {
     const std::lock_guard<std::mutex> lock(mutex);
     done = true;
-    changed.notify_all();  // under the lock: the waiter destroys this object as soon as it has the
-                           // lock
+    // Still locked: the waiter destroys this object as soon as it has the lock.
+    changed.notify_all();
   }
 };
 
