@@ -1,4 +1,4 @@
-"""What every command line comes to: message, code, reason and exit status."""
+"""The result of every command line: message, code, reason and exit status."""
 
 from support.cases import TESTDATA, CasesTest
 
@@ -13,7 +13,7 @@ class CommandLineTest(CasesTest):
                 self.play(options, error=expected)
 
     def test_help(self):
-        """Boost breaks the lines where its version wants to."""
+        """Each version of Boost breaks the lines at other places."""
         expected = (TESTDATA / "help.txt").read_text().split()
         for others in ([], ["--debug-dump"], ["--debug", "--ecid", "zz", "--erase"]):
             result = self.run_program("--help", *others)

@@ -1,4 +1,4 @@
-"""The process ends, at once and with the right status, every time."""
+"""The process always ends at once and with the right status."""
 
 import concurrent.futures
 
@@ -10,7 +10,7 @@ AT_ONCE = 3
 
 
 class ExitTest(ProgramTest):
-    def test_hundreds_of_runs(self):
+    def test_every_run_ends(self):
         flapping = [{"After": 0.0005 * i, "Type": i % 2} for i in range(61)]
         script = [report(9, 50)] * 200 + [report(4, 1, After=1000)]
         busy = device(Notifications=flapping, Restore=script)
@@ -22,7 +22,7 @@ class ExitTest(ProgramTest):
             (("--list-devices", "--detect-timeout", "0", "--debug"), 0, None),
             (("--device-info", *target), 0, None),
             (("--device-info", "--ecid", "0" * 15 + "1", "--detect-timeout", "0"), 4, None),
-            # The restore goes on while the process ends.
+            # The restore continues while the process ends.
             ((*restore, "--restore-timeout", "0"), 0, timed_out),
             ((*restore, "--enter-restore-mode", "--debug"), 0, None),
         ]

@@ -1,4 +1,4 @@
-"""--amr-logfile: what is in the file."""
+"""--amr-logfile: the content of the file."""
 
 import re
 import stat
@@ -15,7 +15,7 @@ class LogFileTest(ProgramTest):
         self.log = self.directory / "restore.log"
         self.logging = ("--amr-logfile", str(self.log))
 
-    def test_command_line_and_then_the_calls_of_each_run(self):
+    def test_command_line_then_calls(self):
         target = ("--ecid", ECID, *FOUND, *self.logging)
         line = ("--exit-recovery", *target)
         self.run_program(*line, devices=[device()], umask=0o022)
@@ -28,7 +28,7 @@ class LogFileTest(ProgramTest):
         calls = [(AUTO_BOOT, 0), (REBOOT, 0), (AUTO_BOOT, 21), ("AMRestorableDeviceRestore()", 0)]
         self.assertEqual(entries, [f"TIME {ECID} {call}: {result}" for call, result in calls])
 
-    def test_a_line_that_was_parsed_stands_there_if_it_is_refused(self):
+    def test_refused_command_is_logged(self):
         self.run_program(*self.logging, "--foo", status=3)
         self.assertFalse(self.log.exists())
         arguments = ("--erase", "--ecid", "a  b", *self.logging)

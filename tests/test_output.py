@@ -1,4 +1,4 @@
-"""The output channel: where messages go, in what order, and what ends it."""
+"""The output channel: destination and order of messages, and failures to write."""
 
 import fcntl
 import os
@@ -20,8 +20,8 @@ def burst(count):
 
 
 class SmallPipe:
-    """Holds one page, or 64 KiB where the system doesn't let itself be told (macOS), so that the
-    program waits for its reader before it goes on."""
+    """Has room for one page, or 64 KiB where that can't be set (macOS), so that the program must
+    wait for its reader."""
 
     def __init__(self, blocking=True):
         self.reader, self.writer = os.pipe()
@@ -37,7 +37,7 @@ class SmallPipe:
         os.close(self.reader)
 
     def started(self) -> None:
-        """The program has its own copy of the writing end."""
+        """Closes the writing end: the program has its own copy."""
         os.close(self.writer)
 
     def messages(self, chunk=1000):
@@ -50,8 +50,8 @@ class OutputTest(ProgramTest):
         pipe.started()
         return run
 
-    def test_a_burst_to_a_slow_reader(self):
-        """The pipe holds few of the messages, and is read in small pieces."""
+    def test_slow_reader_gets_every_message(self):
+        """The pipe has room for few messages and is read in small pieces."""
         for count, blocking in ((20_000, True), (1_000, False)):
             with SmallPipe(blocking) as pipe:
                 run = self.start_to_pipe(pipe, *RESTORE, devices=burst(count))
@@ -75,21 +75,21 @@ class OutputTest(ProgramTest):
         to_pipe = self.run_program(*LIST, "--output-pipe", "1").messages
         self.assertEqual(to_pipe, [("DeviceList", [])])
 
-    def test_an_error_goes_to_the_pipe_too(self):
+    def test_error_goes_to_the_pipe(self):
         with SmallPipe() as pipe:
             run = self.start_to_pipe(pipe)
             self.assertEqual(list(pipe.messages()), [error(3, "Invalid command option")])
             self.assertEqual(run.finish(self, status=3).messages, [])
 
-    def test_no_such_descriptor(self):
+    def test_unopened_descriptor_aborts(self):
         for number in ("987", "-1", str(2**31), str(-(2**40)), str(2**63 - 1)):
             with self.subTest(number):
                 result = self.run_program(*LIST, f"--output-pipe={number}", status=ABORTED)
                 self.assertEqual(result.messages, [])
                 self.assertRegex(result.stderr, "terminat(e called|ing)")  # libstdc++ or libc++
 
-    def test_a_reader_that_goes_away(self):
-        """Only that of the pipe ends the program."""
+    def test_closed_pipe_aborts(self):
+        """Only a closed --output-pipe ends the program."""
         with SmallPipe() as pipe:
             run = self.start_to_pipe(pipe, *RESTORE, devices=burst(1_000))
             self.assertEqual(next(pipe.messages())[1]["Sequence"], 0)
@@ -101,7 +101,7 @@ class OutputTest(ProgramTest):
         run.finish(self)
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "no device that is always full")
-    def test_a_full_disk(self):
+    def test_full_disk(self):
         with open("/dev/full", "wb") as full:
             self.run_program(*LIST, stdout=full)
             option = ("--output-pipe", str(full.fileno()))

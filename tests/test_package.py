@@ -1,5 +1,4 @@
-"""What the Debian package brings beside the program. KORVRESTORE is the program in the package,
-unpacked."""
+"""The Debian package's other files. KORVRESTORE is the program in the unpacked package."""
 
 import gzip
 import os
@@ -41,7 +40,7 @@ class PackageTest(unittest.TestCase):
             self.assertEqual(sorted(completed.stdout.splitlines()), expected, words)
 
     def test_version(self):
-        """One version in the package's name, its changelog and the manual page."""
+        """The package's name, its changelog and the manual page have the same version."""
         [package] = ROOT.parent.glob("*.deb")
         version = package.name.split("_")[1]
         share = ROOT / "usr/share"

@@ -11,20 +11,20 @@ from support.plist import NULL, with_nulls
 from support.program import FOUND, OWN_COREFOUNDATION
 from support.scenario import ECID, THE_END, device, report
 
-# The operations and the progress of a restore that goes well.
+# The operations and progress of a successful restore.
 COURSE = [(1, progress) for progress in range(11)] + [(2, 12), (9, 15), (9, 20), (9, 25), (10, 30)]
 COURSE += [(11, 35), (11, 45), (11, 55), (11, 65), (12, 70), (12, 80), (13, 85), (13, 90)]
 COURSE += [(14, 95), (0, 100)]
 
 
 def patched(archive, record, at, new) -> bytes:
-    """In the last of the zip archive's records of this kind."""
+    """Replaces bytes in the last of the zip archive's records of this kind."""
     at += archive.rindex(record)
     return archive[:at] + new + archive[at + len(new) :]
 
 
 class BundleTest(CasesTest):
-    """The simulator's own course, which reads the bundle for real."""
+    """The simulator's built-in restore, which reads the real bundle."""
 
     def setUp(self):
         super().setUp()
@@ -50,7 +50,7 @@ class BundleTest(CasesTest):
             self.assertEqual(reports[-1], THE_END)
 
     def test_erase_chooses_the_identity(self):
-        """The one to erase by can't be written, and the failure says where it would have stood."""
+        """The identity for erasing can't be written, and the failure names its file."""
         self.ipsw.write_bytes(ipsw(manifest(identity("Update"), identity("Erase", Null=NULL))))
         self.assertEqual(self.reports()[-1], THE_END)
         failure = self.reports("--erase")[-1]["Error"]["Description"]
@@ -101,7 +101,7 @@ class BundleTest(CasesTest):
 
 
 class ScriptTest(CasesTest):
-    """Reports exactly as the scenario gives them."""
+    """Reports exactly as in the scenario."""
 
     line = ("--restore", "/any", "--ecid", ECID, *FOUND)
 
@@ -119,8 +119,8 @@ class ScriptTest(CasesTest):
         messages = self.run_program(*self.line, scenario=scenario).messages
         self.assertEqual(messages, [("RestoreStatus", expected)])
 
-    def test_ends_that_are_said_again(self):
-        """The second end may come while the session goes or after it has gone."""
+    def test_repeated_ends(self):
+        """The second end may arrive during or after the end of the session."""
         entered = "enter restore mode complete"
         line = (*self.line, "--enter-restore-mode", "--debug")
         for script, notice in [

@@ -1,4 +1,4 @@
-"""--restore-plist: files of every kind, and what comes of them."""
+"""--restore-plist with files of every kind."""
 
 import fcntl
 import os
@@ -9,14 +9,14 @@ from support.ipsw import BOARD, CHIP, identity, ipsw, manifest
 from support.program import FOUND, error
 from support.scenario import ECID, THE_END, device
 
-# Keeps root from reading what the file's mode forbids.
+# Prevents root from reading files whose mode forbids it.
 AS_ANYBODY = ("setpriv", "--bounding-set=-dac_override,-dac_read_search")
 NEST = 100_000
 ENTITIES = "".join(f'<!ENTITY e{n} "&e{n - 1};&e{n - 1};">' for n in range(1, 64))
 INVALID = [
     plistlib.dumps("a string", fmt=plistlib.FMT_BINARY),
     b"\x00\xff\xfe",
-    # What was made to do harm.
+    # Hostile input.
     b"<plist>" + b"<array>" * NEST + b"</array>" * NEST + b"</plist>",
     b"(" * NEST + b")" * NEST,
     f'<!DOCTYPE p [<!ENTITY e0 "ha">{ENTITIES}]>'.encode()
@@ -77,7 +77,7 @@ class RestorePlistTest(CasesTest):
         self.file.symlink_to(self.directory)
         self.assert_unusable("read: Is a directory [system:21]")
 
-    def test_more_than_a_gibibyte_is_not_read(self):
+    def test_files_beyond_one_gibibyte_are_refused(self):
         with open(self.file, "wb") as file:
             file.truncate(2**30 + 1)
         size = f"'{self.file}' is {2**30 + 1} bytes (max size is {2**30} bytes)"

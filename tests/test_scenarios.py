@@ -1,4 +1,4 @@
-"""examples/scenarios, each played and compared with the table in docs/scenario.md."""
+"""Runs each of examples/scenarios and compares it with the table in docs/scenario.md."""
 
 import concurrent.futures
 import itertools
@@ -15,11 +15,11 @@ from support.scenario import ECID
 
 ROOT = pathlib.Path(__file__).parent.parent
 SCENARIOS = ROOT / "examples/scenarios"
-AT_ONCE = 3  # few, so that the times in the scenarios hold on a busy machine
+AT_ONCE = 3  # few, so that the scenarios' times are kept on a busy machine
 
 
 def rows() -> list:
-    """File, options, what comes and status, as the table has them."""
+    """File, options, messages and status of each row of the table."""
     text = (ROOT / "docs/scenario.md").read_text()
     [section] = re.findall("(?s)\n## Scenarios to start from\n(.*?)\n## ", text)
     lines = [line for line in section.splitlines() if line.startswith("| `")]
@@ -41,7 +41,7 @@ def up_to_the_end(messages):
 
 
 def described(messages, like: str) -> str:
-    """The messages in the words of the table, with the values that the text `like` shows."""
+    """The messages in the table's format, with the values that the text `like` contains."""
     items, models = [], iter(like.split("; "))
     for kind, group in itertools.groupby(up_to_the_end(messages), key=lambda message: message[0]):
         model = next(models, "")
@@ -68,7 +68,7 @@ class ScenariosTest(CasesTest):
         run = self.start(*arguments, scenario=content(file), cwd=self.directory)
         return described(run.finish(self, code).messages, comes)
 
-    def test_table(self):
+    def test_scenarios_match_the_table(self):
         table = rows()
         listed = {row[0].strip("`") for row in table}
         self.assertEqual(listed, {path.name for path in SCENARIOS.iterdir()})

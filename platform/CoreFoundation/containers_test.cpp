@@ -9,7 +9,7 @@ namespace {
 
 const void* pointer(std::uintptr_t value) { return reinterpret_cast<const void*>(value); }
 
-// Containers of plain pointers that count the references that they hold.
+// Containers of plain pointers that count their references.
 std::size_t references = 0;
 
 const void* count_retain(CFAllocatorRef, const void* element) {
@@ -29,7 +29,7 @@ void add_to_map(const void* key, const void* value, void* context) {
   EXPECT_TRUE(static_cast<Map*>(context)->emplace(key, value).second);
 }
 
-TEST(CFArray, HoldsReferencesAndOrder) {
+TEST(CFArray, KeepsOrderAndReferences) {
   const CFArrayCallBacks callbacks = {0, count_retain, count_release, nullptr, nullptr};
   {
     const Owned<CFMutableArrayRef> array(CFArrayCreateMutable(nullptr, 0, &callbacks));
@@ -49,7 +49,7 @@ TEST(CFArray, HoldsReferencesAndOrder) {
   EXPECT_EQ(references, 0U);
 }
 
-/// Random changes against a std::map, with keys that collide as much as `hash` makes them.
+/// Compares random changes with a std::map. `hash` decides how many keys collide.
 void compare_with_map(CFDictionaryHashCallBack hash, std::uintptr_t keys) {
   const CFDictionaryKeyCallBacks of_keys = {0, count_retain, count_release, nullptr, nullptr, hash};
   const CFDictionaryValueCallBacks of_values = {0, count_retain, count_release, nullptr, nullptr};
@@ -86,14 +86,14 @@ void compare_with_map(CFDictionaryHashCallBack hash, std::uintptr_t keys) {
   EXPECT_EQ(references, 6 * model.size());
 }
 
-TEST(CFDictionary, AgreesWithAMapHoweverKeysCollide) {
+TEST(CFDictionary, MatchesStdMapDespiteCollisions) {
   compare_with_map(nullptr, 2000);
   compare_with_map([](const void* key) { return reinterpret_cast<CFHashCode>(key) % 13; }, 100);
   compare_with_map([](const void*) { return CFHashCode{42}; }, 20);
   EXPECT_EQ(references, 0U);
 }
 
-TEST(CFDictionary, KeepsTheFirstOfEqualKeysAndTheLastValueThatItTakesOver) {
+TEST(CFDictionary, KeepsOneOfEqualKeys) {
   for (const std::size_t distinct : {1, 7, 8, 9, 1000}) {
     std::vector<CFTypeRef> keys, values, pairs;
     for (std::size_t i = 0; i < 2 * distinct; ++i) {
@@ -119,7 +119,7 @@ TEST(CFDictionary, KeepsTheFirstOfEqualKeysAndTheLastValueThatItTakesOver) {
   }
 }
 
-TEST(CFSet, HoldsEachValueOnce) {
+TEST(CFSet, KeepsEachValueOnce) {
   const CFSetCallBacks callbacks = {0, count_retain, count_release, nullptr, nullptr, nullptr};
   std::vector<const void*> values;
   for (std::uintptr_t i = 0; i < 60; ++i) values.push_back(pointer(1 + i % 30));
@@ -133,7 +133,7 @@ TEST(CFSet, HoldsEachValueOnce) {
   EXPECT_EQ(references, 0U);
 }
 
-TEST(ContainersDeathTest, ProgrammingErrorsEndTheProcess) {
+TEST(ContainersDeathTest, ProgrammingErrorsAbort) {
   const Owned<CFArrayRef> array = array_of({kCFNull, kCFNull});
   const Owned<CFDictionaryRef> dictionary = make_dictionary({});
   const CFMutableDictionaryRef as_mutable = const_cast<CFMutableDictionaryRef>(dictionary.get());

@@ -26,7 +26,7 @@ void run_together(const Work& work) {
   }
 }
 
-/// An object to which each thread has written before it gave its reference back.
+/// An object to which each thread writes before it releases its reference.
 struct Ledger {
   CFRuntimeBase base;
   int entries[kThreads];
@@ -36,7 +36,7 @@ std::atomic<int> finalized = 0;
 std::atomic<int> sum = 0;
 
 void finalize_ledger(CFTypeRef cf) {
-  // A finalizer may pass its object around.
+  // A finalizer may retain and release its object.
   CFRelease(CFRetain(cf));
   for (const int entry : static_cast<const Ledger*>(cf)->entries) sum += entry;
   ++finalized;
@@ -49,7 +49,7 @@ Ledger* create_ledger(CFTypeID type_id) {
       kCFAllocatorDefault, type_id, sizeof(Ledger) - sizeof(CFRuntimeBase), nullptr)));
 }
 
-TEST(Runtime, RegisteredTypesBehaveLikeBuiltInOnes) {
+TEST(Runtime, RegisteredTypesBehaveLikeBuiltIn) {
   static const CFRuntimeClass whole_class = {
       .className = "Whole",
       .init = [](CFTypeRef cf) { static_cast<Ledger*>(const_cast<void*>(cf))->entries[0] = 7; },
@@ -75,7 +75,7 @@ TEST(Runtime, RegisteredTypesBehaveLikeBuiltInOnes) {
   EXPECT_EQ(CFCopyTypeIDDescription(1024), nullptr);
 }
 
-TEST(Runtime, TheLastOfManyReleasesFinalizesOnce) {
+TEST(Runtime, LastReleaseFinalizesOnce) {
   constexpr int kObjects = 200;
   constexpr int kRounds = 50;
   const CFTypeID type_id = _CFRuntimeRegisterClass(&ledger_class);
@@ -98,8 +98,8 @@ TEST(Runtime, TheLastOfManyReleasesFinalizesOnce) {
   EXPECT_EQ(sum, kObjects * kThreads);
 }
 
-TEST(Runtime, ThreadsAgreeOnConstantStrings) {
-  // Long texts take a while to be added, so the threads do come in between each other.
+TEST(Runtime, ThreadsShareConstantStrings) {
+  // Adding long texts takes some time, so that the threads do interleave.
   static const std::string padding(std::size_t{64} * 1024, 'x');
   static std::vector<std::string> texts;
   for (int i = 0; i < 200; ++i) texts.push_back(padding + std::to_string(i));
@@ -115,7 +115,7 @@ TEST(Runtime, ThreadsAgreeOnConstantStrings) {
   EXPECT_EQ(std::set(constants[0].begin(), constants[0].end()).size(), texts.size());
 }
 
-TEST(Runtime, TypesAreRegisteredAndUsedFromManyThreads) {
+TEST(Runtime, ThreadsRegisterTypes) {
   constexpr int kTypes = 40;
   static CFRuntimeClass classes[kThreads][kTypes];
   static std::string names[kThreads][kTypes];
@@ -138,7 +138,7 @@ TEST(Runtime, TypesAreRegisteredAndUsedFromManyThreads) {
   EXPECT_GE(*distinct.begin(), CFTypeID{kFirstRegistered});
 }
 
-TEST(RuntimeDeathTest, NullEndsTheProcess) {
+TEST(RuntimeDeathTest, NullAborts) {
   EXPECT_DEATH(CFRelease(nullptr), "CoreFoundation: CFRelease\\(\\) called with NULL");
   EXPECT_DEATH(CFRetain(nullptr), "CFRetain\\(\\) called with NULL");
   EXPECT_DEATH(CFEqual(kCFNull, nullptr), "CFEqual\\(\\) called with NULL");

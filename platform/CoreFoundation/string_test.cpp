@@ -6,7 +6,7 @@
 namespace cf::test {
 namespace {
 
-TEST(CFString, IsMadeOfValidBytesOnly) {
+TEST(CFString, RefusesInvalidBytes) {
   for (const Row& row : table("values/strings.txt", 4)) {
     SCOPED_TRACE(row.place);
     const std::string bytes = unescaped(row[0]);
@@ -23,7 +23,7 @@ TEST(CFString, IsMadeOfValidBytesOnly) {
   EXPECT_EQ(CFStringCreateWithCString(kCFAllocatorNull, "x", kCFStringEncodingUTF8), nullptr);
 }
 
-TEST(CFString, GetCStringFillsOrEmptiesTheBuffer) {
+TEST(CFString, GetCStringEmptiesBufferOnFailure) {
   const Owned<CFStringRef> four_bytes = string("aé1");
   for (CFIndex size = 0; size <= 6; ++size) {
     char buffer[8] = "#######";
@@ -36,7 +36,7 @@ TEST(CFString, GetCStringFillsOrEmptiesTheBuffer) {
   EXPECT_STREQ(buffer, "");
 }
 
-TEST(CFString, MaximumSizeStopsAtTheRange) {
+TEST(CFString, MaximumSizeHasAnUpperBound) {
   constexpr CFIndex kMax = std::numeric_limits<CFIndex>::max();
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(7, kCFStringEncodingUTF8), 21);
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(7, kCFStringEncodingASCII), 7);
@@ -52,7 +52,7 @@ TEST(CFString, FindCountsUTF16Units) {
   }
 }
 
-TEST(CFString, ConstantsAreOnePerTextAndImmortal) {
+TEST(CFString, ConstantsAreSharedAndImmortal) {
   const std::string same_text = "constant";
   EXPECT_EQ(CFSTR("constant"), __CFStringMakeConstantString(same_text.c_str()));
   EXPECT_NE(CFSTR("constant"), CFSTR("constant "));

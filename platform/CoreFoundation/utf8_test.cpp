@@ -10,7 +10,7 @@
 
 namespace {
 
-/// What the C library makes of UTF-8: UTF-16, or nothing where it is damaged.
+/// The C library's conversion of UTF-8: UTF-16, or nothing if it is damaged.
 std::optional<std::u16string> decoded(std::string text) {
   static const std::unique_ptr<void, int (*)(iconv_t)> converter(iconv_open("UTF-16LE", "UTF-8"),
                                                                  iconv_close);
@@ -27,9 +27,9 @@ std::optional<std::u16string> decoded(std::string text) {
 
 int sign(int value) { return (value > 0) - (value < 0); }
 
-/// On every text of up to four bytes at the ends of the ranges that matter, in the middle of
-/// others: the functions look at eight bytes at a time.
-TEST(UTF8, IsWhatTheCLibraryTakesItFor) {
+/// Tests every text of up to four bytes at the ends of the relevant ranges, between other bytes,
+/// since the functions process eight bytes at a time.
+TEST(UTF8, MatchesTheCLibrary) {
   constexpr std::string_view kBytes =
       "A\x7f\x80\x8f\x90\x9f\xa0\xbe\xbf\xc0\xc1\xc2\xdf\xe0\xe1\xec\xed\xee\xef\xf0\xf1\xf3\xf4"
       "\xf5\xff";

@@ -16,7 +16,7 @@ Owned<CFErrorRef> error(CFStringRef domain, CFIndex code, CFTypeRef info = nullp
       CFErrorCreate(nullptr, domain, code, static_cast<CFDictionaryRef>(info)));
 }
 
-TEST(Values, AreEqualInTheirGroupOnlyAndHashesFollow) {
+TEST(Values, EqualValuesHaveEqualHashes) {
   std::vector<std::vector<Owned<CFTypeRef>>> groups;
   for (const Row& row : table("values/equal.txt", kAnyNumber, " | ")) {
     SCOPED_TRACE(row.place);
@@ -52,8 +52,8 @@ TEST(Values, AreEqualInTheirGroupOnlyAndHashesFollow) {
   }
 }
 
-/// Of values that no property list reads as.
-TEST(Values, ZerosAndConstantsAreEqualAndHashAlike) {
+/// Values that no property list can contain.
+TEST(Values, ZerosAndConstantsAreEqual) {
   const Owned<CFDateRef> zero(CFDateCreate(nullptr, 0.0));
   const Owned<CFDateRef> negative_zero(CFDateCreate(nullptr, -0.0));
   const Owned<CFNumberRef> reals[] = {real(-NAN), real(INFINITY), real(-INFINITY)};
@@ -69,7 +69,7 @@ TEST(Values, ZerosAndConstantsAreEqualAndHashAlike) {
   }
 }
 
-TEST(Values, Descriptions) {
+TEST(Values, DescriptionsMatchTable) {
   for (const Row& row : table("values/described.txt", 2)) {
     SCOPED_TRACE(row.place);
     EXPECT_EQ(described(parse(row[0]).object.get()), unescaped(row[1]));
@@ -84,7 +84,7 @@ TEST(Values, Descriptions) {
   EXPECT_EQ(CFCopyDescription(nullptr), nullptr);
 }
 
-TEST(CFNumber, ConvertsAndTellsWhatWasLost) {
+TEST(CFNumber, ReportsLossyConversions) {
   for (const Row& row : table("values/converted.txt", 2)) {
     SCOPED_TRACE(row.place);
     const std::vector<std::string> given = split(row[0], " as ");
@@ -99,7 +99,7 @@ TEST(CFNumber, ConvertsAndTellsWhatWasLost) {
   }
 }
 
-TEST(CFError, Texts) {
+TEST(CFError, TextsMatchTable) {
   for (const Row& row : table("values/errors.txt", 4)) {
     SCOPED_TRACE(row.place);
     const Owned<CFErrorRef> made = error(CFSTR("D"), 42, parse(row[0]).object.get());
@@ -111,7 +111,7 @@ TEST(CFError, Texts) {
   }
 }
 
-TEST(CFError, KeepsItsOwnUserInfo) {
+TEST(CFError, CopiesUserInfo) {
   const Owned<CFMutableDictionaryRef> info = object_dictionary({{CFSTR("key"), CFSTR("value")}});
   const Owned<CFErrorRef> made = error(CFSTR("D"), 1, info.get());
   CFDictionarySetValue(info.get(), CFSTR("key"), kCFNull);
@@ -121,7 +121,7 @@ TEST(CFError, KeepsItsOwnUserInfo) {
   EXPECT_EQ(CFDictionaryGetCount(empty.get()), 0);
 }
 
-TEST(CFData, RefersToBytesOnlyWhenItNeedNotFreeThem) {
+TEST(CFData, BorrowsBytesOnlyWithNullDeallocator) {
   const UInt8 bytes[] = {1, 2, 3};
   const Owned<CFDataRef> reference(
       CFDataCreateWithBytesNoCopy(nullptr, bytes, 3, kCFAllocatorNull));

@@ -1,4 +1,4 @@
-/// The session alone: the linker puts the test's functions in front of MobileDevice's.
+/// The session alone: the test replaces MobileDevice's functions (linker --wrap).
 #include "device/RestorableDeviceHandler.h"
 
 #include <gtest/gtest.h>
@@ -61,14 +61,14 @@ AMRestorableDeviceClientID __wrap_AMRestorableDeviceRegisterForNotifications(
   return 77;
 }
 
-/// A device comes while the command ends.
+/// A device arrives while the command ends.
 void __wrap_AMRestorableDeviceUnregisterForNotifications(AMRestorableDeviceClientID client) {
   calls.push_back(fmt::format("unregister {}", client));
   device_notifier_state::deviceNotificationCallback(device, kAMRestorableDeviceConnected,
                                                     registered);
 }
 
-/// There is no memory left as soon as a report is looked into.
+/// Memory runs out when a report is read.
 AMRestorableDeviceState __wrap_AMRestorableDeviceGetState(AMRestorableDeviceRef) {
   throw std::bad_alloc();
 }
@@ -97,7 +97,7 @@ std::shared_ptr<device_notifier_state> make_session(const RecordedOutput& output
   return std::make_shared<device_notifier_state>(output.state, std::nullopt, std::nullopt);
 }
 
-TEST(Session, CallsMobileDeviceInOrderAndIgnoresReportsAtItsEnd) {
+TEST(Session, CallsMobileDeviceInOrder) {
   calls.clear();
   RecordedOutput output;
   const std::shared_ptr<device_notifier_state> session = make_session(output);
@@ -112,7 +112,7 @@ TEST(Session, CallsMobileDeviceInOrderAndIgnoresReportsAtItsEnd) {
             "deviceNotificationCallback: Ignoring notification, inTeardown\n");
 }
 
-TEST(Session, NamesItsScratchDirectoryAndRemovesIt) {
+TEST(Session, RemovesScratchDirectory) {
   RecordedOutput output;
   const TemporaryDirectory directory;
   boost::filesystem::create_directories(directory / "scratch/PRB/1");
@@ -146,7 +146,7 @@ TEST(Session, BuildsRestoreOptions) {
   }
 }
 
-TEST(Session, RefusesARestoreWithoutOptions) {
+TEST(Session, RestoreNeedsOptions) {
   RecordedOutput output;
   try {
     make_session(output)->operateRestore(device);
@@ -158,7 +158,7 @@ TEST(Session, RefusesARestoreWithoutOptions) {
   }
 }
 
-TEST(Callbacks, LoseNothingInSilenceAndStayOutOfASessionThatHasEnded) {
+TEST(Callbacks, ReportErrorReachesRestore) {
   RecordedOutput output;
   std::shared_ptr<device_notifier_state> session = make_session(output);
   session->CreateDefaultRestoreOptions(path("bundle"), /*erase=*/false);
@@ -182,7 +182,7 @@ TEST(Callbacks, LoseNothingInSilenceAndStayOutOfASessionThatHasEnded) {
             "deviceNotificationCallback: called with null device\n");
 }
 
-TEST(AssertionsDeathTest, NameTheirSites) {
+TEST(AssertionsDeathTest, PrintTheirSites) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   RecordedOutput output;
   const struct {

@@ -1,4 +1,4 @@
-/// Values and texts that messages are made of and no scenario brings forth.
+/// Values and texts that are used in messages but not reachable from a scenario.
 #include <gtest/gtest.h>
 
 #include "device/device_info.h"
@@ -9,14 +9,14 @@
 namespace korvrestore {
 namespace {
 
-TEST(MessageValues, DeviceInfoHoldsADescription) {
+TEST(MessageValues, DeviceInfoOmitsAbsentValues) {
   const device_info info{TY::ecid(1), 2, 3, 4, 5, 6, 7, {}, {}, "a phone"};
   const cf_mutable_dictionary dictionary(make_cftype(info));
   const void* description = CFDictionaryGetValue(dictionary.get(), CFSTR("Description"));
   EXPECT_EQ(MakeString(static_cast<CFStringRef>(description)), "a phone");
 }
 
-TEST(MessageValues, NumbersHaveNames) {
+TEST(MessageValues, NumbersHaveTexts) {
   std::string texts;
   for (int state = -1; state <= 5; ++state)
     texts += fmt::format("{:>9}|", AMRestorableDeviceState{state});
@@ -27,7 +27,7 @@ TEST(MessageValues, NumbersHaveNames) {
             "<invalid device state 5>|connected|disconnected|<invalid notification type 2>|");
 }
 
-TEST(MessageValues, ErrorsHaveADescriptionWhateverTheCode) {
+TEST(MessageValues, EveryErrorCodeHasDescription) {
   for (const auto& [code, text] :
        {std::pair(-1, "Unknown error"), {0, "No error"}, {8, "Read error"}, {9, "Unknown error"}}) {
     const cf_error error = CreateDomainError(Error{code}, "");

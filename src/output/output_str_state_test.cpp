@@ -27,7 +27,7 @@ ssize_t __wrap_writev(int descriptor, const iovec* buffers, int count) {
 namespace korvrestore {
 namespace {
 
-TEST(OutputState, WritesMessagesAsDocumentsInOrderWhateverTheSystemTakesAtOnce) {
+TEST(OutputState, ShortWritesKeepOrder) {
   const std::string document =
       "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
       "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n"
@@ -46,7 +46,7 @@ TEST(OutputState, WritesMessagesAsDocumentsInOrderWhateverTheSystemTakesAtOnce) 
   }
 }
 
-TEST(OutputState, DropsWhatCannotBeAMessageAndSaysSo) {
+TEST(OutputState, ReportsDroppedMessages) {
   RecordedOutput output;
   output.state->print_value(CFSTR(""), kCFBooleanTrue);
   output.state->print_value(nullptr, kCFBooleanTrue);

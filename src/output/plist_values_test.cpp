@@ -26,7 +26,7 @@ cf_object dictionary_of(const void* key, const void* value, CFIndex count = 1) {
                                       &kCFTypeDictionaryValueCallBacks));
 }
 
-TEST(PlistValidation, KnowsWhatEachFormatHolds) {
+TEST(PlistValidation, AcceptsTypesOfEachFormat) {
   const cf_object odd_key = dictionary_of(kCFBooleanTrue, CFSTR("value"));
   const cf_object set = set_of(kCFBooleanTrue);
   const struct {
@@ -50,7 +50,7 @@ TEST(PlistValidation, KnowsWhatEachFormatHolds) {
   }
 }
 
-TEST(SanitizeForXml, DropsOrFailsWhatXmlCannotHold) {
+TEST(SanitizeForXml, DropsUnwritableValuesOrFails) {
   const cf_object odd_key = dictionary_of(kCFNull, CFSTR("value"));
   const cf_object nothing = dictionary_of(nullptr, nullptr, 0);
   const struct {
@@ -72,7 +72,7 @@ TEST(SanitizeForXml, DropsOrFailsWhatXmlCannotHold) {
   }
 }
 
-TEST(SanitizeForXml, MakesDictionariesOfErrors) {
+TEST(SanitizeForXml, ConvertsErrorsToDictionaries) {
   const cf_object reason = dictionary_of(kCFErrorLocalizedFailureReasonKey, CFSTR("why"));
   const cf_error error(
       CFErrorCreate(nullptr, CFSTR("Lab"), 7, static_cast<CFDictionaryRef>(reason.get())));
@@ -82,7 +82,7 @@ TEST(SanitizeForXml, MakesDictionariesOfErrors) {
   EXPECT_TRUE(CFEqual(copy.get(), array_of(dictionary.get()).get()));
 }
 
-TEST(CFStrings, ConvertUpToANul) {
+TEST(CFStrings, ConvertUpToFirstNul) {
   const char bytes[] = "h\u00e9\U0001F600\0cut";
   const cf_string text(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes),
                                                sizeof bytes, kCFStringEncodingUTF8, false));

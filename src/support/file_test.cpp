@@ -1,4 +1,4 @@
-/// What of the system can refuse is the test's here: the linker puts these functions in front.
+/// System calls that can fail are replaced by the test (linker --wrap).
 #include "support/file.h"
 
 #include <gtest/gtest.h>
@@ -28,15 +28,15 @@ using TY::file::file_mutex;
 using TY::file::readable_file;
 using TY::file::writable_file;
 
-constexpr std::size_t largest_part = 60000;  // of a transfer, whatever was asked for
+constexpr std::size_t largest_part = 60000;  // of one transfer
 
 struct System {
   int flock_error = 0;
   int epoll_error = 0;
   std::size_t largest_allocation = SIZE_MAX;
   int error_of_second_transfer = 0;
-  std::vector<int> flocks = {};             // the operations asked for
-  std::vector<std::size_t> transfers = {};  // the sizes asked for
+  std::vector<int> flocks = {};             // the requested operations
+  std::vector<std::size_t> transfers = {};  // the requested sizes
 } the_system;
 
 error_code system_code(int number) { return {number, boost::system::generic_category()}; }
@@ -89,8 +89,8 @@ class File : public testing::Test {
  protected:
   ~File() override { the_system = {}; }
 
-  /// `operation` fails with `code` without an argument, when its text begins with `text`, and with
-  /// an error_code.
+  /// `operation` fails with `code` in both forms: without an argument, with a text that begins with
+  /// `text`, and with an error_code.
   template <typename Code, typename Operation>
   static void expect_failure(const std::string& text, Code code, Operation operation) {
     SCOPED_TRACE(text);
@@ -113,7 +113,7 @@ class File : public testing::Test {
   error_code ec = make_error_code(errc::lock_failed);  // every operation clears it
 };
 
-TEST_F(File, IsWrittenInThreeModes) {
+TEST_F(File, HasThreeWriteModes) {
   const std::string created = directory / "a", other = directory / "b";
   writable_file::create_new(created, ec).write("one", ec);
   EXPECT_FALSE(ec);
@@ -125,7 +125,7 @@ TEST_F(File, IsWrittenInThreeModes) {
   EXPECT_EQ(read_file(created) + read_file(other), "threetwothree");
 }
 
-TEST_F(File, IsTransferredInPartsUpToTheFirstError) {
+TEST_F(File, TransfersUpToFirstError) {
   const std::string copy = directory / "copy";
   readable_file reader(path);
   writable_file writer = writable_file::open_clobber(copy);
@@ -159,7 +159,7 @@ TEST_F(File, IsTransferredInPartsUpToTheFirstError) {
   EXPECT_EQ(read_file(copy).size(), 4 * largest_part);
 }
 
-TEST_F(File, SaysWhyItCannotBeRead) {
+TEST_F(File, ReportsReadErrors) {
   readable_file file(path), unopened(directory / "none", ec);
   EXPECT_EQ(ec, system_code(ENOENT));
   const auto read_up_to = [&](std::uint64_t limit) {
@@ -176,7 +176,7 @@ TEST_F(File, SaysWhyItCannotBeRead) {
                  make_error_code(errc::buffer_allocation_failed), read_up_to(size));
 }
 
-TEST_F(File, SaysWhyItCannotBeOpened) {
+TEST_F(File, ReportsOpenErrors) {
   const std::string nowhere = directory / "no/file";
   const auto open = [&](auto&... ec) { readable_file file(path, ec...); };
   expect_failure("when opening file '" + nowhere + "' for reading", system_code(ENOENT),
@@ -203,7 +203,7 @@ TEST_F(File, SaysWhyItCannotBeOpened) {
   close(next_descriptor);
 }
 
-TEST_F(File, IsLockedUntilItIsClosed) {
+TEST_F(File, StaysLockedUntilClosed) {
   const auto code_of = [&](auto open) { return open(ec), ec; };
   const auto reading = [&](error_code& ec) { readable_file file(path, ec); };
   const auto writing = [&](error_code& ec) { writable_file::open_append(path, ec); };
@@ -218,7 +218,7 @@ TEST_F(File, IsLockedUntilItIsClosed) {
   EXPECT_FALSE(code_of(writing));
 }
 
-TEST_F(File, LocksAskOnceAndPassErrorsOn) {
+TEST_F(File, LockErrorsArePassedOn) {
   const struct {
     std::function<void(file_mutex&)> ask;
     int operation;

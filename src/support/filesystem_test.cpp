@@ -4,7 +4,7 @@
 
 namespace {
 
-TEST(Path, JoinsWithOneSeparatorUnlessTheRightSideIsAbsolute) {
+TEST(Path, JoinsWithOneSeparator) {
   const struct {
     const char *left, *right, *joined;
   } cases[] = {

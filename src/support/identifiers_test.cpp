@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// What making an identifier from `text` throws.
+/// The exception text of creating an identifier from `text`.
 template <typename Identifier>
 std::string refusal(std::string_view text) {
   try {
@@ -24,7 +24,7 @@ std::string refusal(std::string_view text) {
   return "accepted";
 }
 
-TEST(Ecid, ParsesSixteenDigitsInEitherCaseAndNothingElse) {
+TEST(Ecid, ParsesExactlySixteenDigits) {
   const TY::ecid ecid("00000000000004d2"sv);
   EXPECT_EQ(ecid.number(), 1234u);
   EXPECT_EQ(std::string(ecid), "00000000000004D2");
@@ -32,14 +32,14 @@ TEST(Ecid, ParsesSixteenDigitsInEitherCaseAndNothingElse) {
   EXPECT_EQ(refusal<TY::ecid>("000000000000004D2"), "Invalid ECID '000000000000004D2'");
 }
 
-TEST(Ecid, IsItsNumber) {
+TEST(Ecid, ComparesByNumber) {
   EXPECT_LT(TY::ecid(1), TY::ecid(0x8000000000000000));
   EXPECT_FALSE(TY::ecid(2) < TY::ecid(1));
   EXPECT_EQ(TY::ecid(0xabc), TY::ecid("0000000000000ABC"));
   EXPECT_EQ(std::hash<TY::ecid>()(TY::ecid(77)), 77u);
 }
 
-TEST(Ecid, LeavesItsSourceEmptyWhenItMoves) {
+TEST(Ecid, MoveEmptiesSource) {
   TY::ecid first(5), second(std::move(first)), third(6);
   third = std::move(second);
   EXPECT_EQ(std::string(third), "0000000000000005");
@@ -50,7 +50,7 @@ TEST(Ecid, LeavesItsSourceEmptyWhenItMoves) {
   }
 }
 
-TEST(Ecid, FormatsAsStringWithQuestionMarksForZero) {
+TEST(Ecid, FormatsZeroAsQuestionMarks) {
   EXPECT_EQ(fmt::format("{:>18}", TY::ecid(10)), "  000000000000000A");
   EXPECT_EQ(std::string(TY::ecid(0)), "0000000000000000");
   std::ostringstream stream;
@@ -58,7 +58,7 @@ TEST(Ecid, FormatsAsStringWithQuestionMarksForZero) {
   EXPECT_EQ(stream.str(), "???????????????? 0000000000000001");
 }
 
-TEST(Udid, GetsItsDashInTwentyFourCharactersOnly) {
+TEST(Udid, InsertsDashInTwentyFourCharacters) {
   const struct {
     std::string_view given, kept;
   } cases[] = {

@@ -1,4 +1,4 @@
-"""Makes firmware bundles."""
+"""Creates firmware bundles."""
 
 import io
 import zipfile

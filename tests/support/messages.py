@@ -16,11 +16,11 @@ def parse(document: bytes) -> tuple:
 
 
 def messages(read):
-    """Yields each message as soon as it is whole. `read` answers the next bytes, b"" at the end."""
+    """Yields each complete message. `read` returns the next bytes, b"" at the end."""
     buffer = b""
     while chunk := read():
         *documents, buffer = (buffer + chunk).split(END_OF_MESSAGE)
         for document in documents:
             yield parse(document + END_OF_MESSAGE)
     if buffer:
-        raise AssertionError(f"the stream ends amid a message: {buffer[-80:]!r}")
+        raise AssertionError(f"the stream ends in the middle of a message: {buffer[-80:]!r}")

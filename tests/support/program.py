@@ -1,4 +1,4 @@
-"""Starts the built program as its callers do, and collects what it says."""
+"""Starts the built program as its callers do, and collects its output."""
 
 import dataclasses
 import io
@@ -17,7 +17,7 @@ PROGRAM = os.environ["KORVRESTORE"]
 # Another CoreFoundation has other error texts and writes control characters unchanged.
 OWN_COREFOUNDATION = os.environ.get("OWN_COREFOUNDATION", "1") == "1"
 PATIENCE = 300  # seconds; a process that takes longer hangs
-FOUND = ("--detect-timeout", str(PATIENCE))  # for devices that come: the wait ends as they do
+FOUND = ("--detect-timeout", str(PATIENCE))  # for devices that arrive: the wait ends when they do
 
 DESCRIPTIONS = {
     1: "Unknown error",
@@ -40,7 +40,7 @@ SPEAKERS = CALLBACKS + (
 
 
 def error(code, reason) -> tuple:
-    """The message about an error of the tool's own."""
+    """The message for an error of the tool's own domain."""
     value = {"Domain": "korvrestore", "Code": code, "Description": DESCRIPTIONS[code]}
     return "InternalError", value | {"FailureReason": reason}
 
@@ -52,13 +52,13 @@ class Result:
     stderr: str
 
     def debug_lines(self, *beginnings) -> list:
-        """In order, those that begin so. HANDLE stands for each pointer."""
+        """The debug lines that begin with `start`, in order. HANDLE replaces each pointer."""
         lines = re.sub("0x[0-9a-f]+", "HANDLE", self.stderr).splitlines()
         return [line for line in lines if line.startswith(beginnings)]
 
 
 def collect(test, process, status, read="") -> Result:
-    """Reads to the end and checks the exit status. `read` is what was read of stderr before."""
+    """Reads to the end and checks the exit status. `read` is stderr that was read before."""
     try:
         stdout, stderr = process.communicate(timeout=PATIENCE)
     except subprocess.TimeoutExpired:
@@ -71,7 +71,7 @@ def collect(test, process, status, read="") -> Result:
 
 
 class Run:
-    """One run against a scenario, with a temporary directory of its own."""
+    """One run with a scenario and its own temporary directory."""
 
     def __init__(self, directory, arguments, scenario, prefix=(), **popen):
         self.temporary = pathlib.Path(tempfile.mkdtemp(dir=directory))
@@ -88,7 +88,7 @@ class Run:
         )
 
     def finish(self, test, status=0) -> Result:
-        """Reads to the end and checks what holds for every run."""
+        """Reads to the end and checks the properties of every run."""
         result = collect(test, self.process, status)
         stderr, ended = result.stderr, result.status
         if ended != -signal.SIGABRT:
@@ -108,8 +108,8 @@ class ProgramTest(unittest.TestCase):
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def start(self, *arguments, devices=(), scenario={}, **options) -> Run:
-        """`scenario` is the whole file as bytes, or what it holds beside the devices. `options` go
-        to the process, and `prefix` before the program."""
+        """`scenario` is the whole file as bytes, or its content in addition to the devices.
+        `options` are passed to the process, and `prefix` is put before the program."""
         if not isinstance(scenario, bytes):
             scenario = plistlib.dumps({"Devices": devices} | scenario)
         return Run(self.directory, arguments, scenario, **options)

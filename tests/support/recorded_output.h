@@ -11,10 +11,10 @@
 
 #include "output/output_str_state.h"
 
-/// An output state with debug lines on, and what its writer wrote.
+/// An output state with debug lines enabled, and its writer's output.
 class RecordedOutput {
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_{std::tmpfile(), std::fclose};
-  boost::asio::io_context context_;  // outlives the state, whose descriptor it serves
+  boost::asio::io_context context_;  // must outlive the state, whose descriptor uses it
 
  public:
   RecordedOutput() {
@@ -24,7 +24,7 @@ class RecordedOutput {
     state->set_debug(true);
   }
 
-  /// Runs the writer until all that was queued is written. Once only.
+  /// Runs the writer until everything queued is written. Call it only once.
   void finish() {
     testing::internal::CaptureStderr();
     state->quit();

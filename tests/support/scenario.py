@@ -1,4 +1,4 @@
-"""Pieces of a scenario file."""
+"""Parts of a scenario file."""
 
 ECID = "001A2B3C4D5E6F70"
 

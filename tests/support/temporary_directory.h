@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string>
 
-/// A directory that lasts as long as the object.
+/// A directory that exists as long as the object.
 class TemporaryDirectory {
  public:
   TemporaryDirectory()
@@ -23,7 +23,7 @@ class TemporaryDirectory {
   /// The path of the file `name`, which may not exist.
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
-  /// Makes the file `name` and returns its path.
+  /// Creates the file `name` and returns its path.
   std::string write(const std::string& name, const std::string& content) const {
     std::ofstream(*this / name, std::ios::binary) << content;
     return *this / name;

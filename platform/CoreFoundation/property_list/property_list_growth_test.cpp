@@ -12,16 +12,16 @@ namespace {
 
 constexpr std::size_t kFactor = 4;
 
-// The times of other builds, with sanitizers, say nothing; these only read all shapes.
+// The times of builds with sanitizers mean nothing; such builds only read all shapes.
 #ifdef NDEBUG
 constexpr bool kIsOptimised = true;
 #else
 constexpr bool kIsOptimised = false;
 #endif
 
-/// Whether the property list that `make` returns reads in the same processor time per byte when it
-/// is kFactor times as long, give or take; a reader that goes over it again and again needs up to
-/// kFactor times as much. Other processes can only add to a time, so the least of some counts.
+/// Whether reading the property list that `make` returns takes about the same processor time per
+/// byte when it is kFactor times as long. A reader that scans it repeatedly needs up to kFactor
+/// times as much. Other processes can only increase a time, so the least of several counts.
 ::testing::AssertionResult reads_in_proportion(const HostileShape& shape) {
   constexpr double kMost = 7;
   constexpr int kLeastRounds = 3;
@@ -44,12 +44,12 @@ constexpr bool kIsOptimised = false;
          << inputs[1].size() << " bytes " << least[1] << " s";
 }
 
-TEST(Readers, TakeTimeInProportionToHostileInput) {
+TEST(Readers, TimeIsProportionalToInput) {
   if (!kIsOptimised) {
     for (const HostileShape& shape : hostile_shapes()) parse(shape.make(std::size_t{16} * 1024));
     return;
   }
-  // Memory that goes back to the system between two readings is paid for by the page.
+  // Memory that returns to the system between two readings costs a page fault for each page.
   mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
   mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
   for (const HostileShape& shape : hostile_shapes()) EXPECT_TRUE(reads_in_proportion(shape));

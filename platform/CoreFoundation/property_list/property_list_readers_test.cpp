@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::literals;
 
-/// The inside of the `<plist>` element when written, or the error's text.
+/// The content of the `<plist>` element when written, or the error's text.
 std::string outcome(const Parsed& parsed) {
   if (parsed.object == nullptr) return "error: " + parsed.error;
   const std::string xml = write(parsed.object.get());
@@ -20,7 +20,7 @@ std::string outcome(const Parsed& parsed) {
 }
 
 /// A row with a '~' is read with one blank in its place, and with more.
-TEST(Readers, ReadAndRefuse) {
+TEST(Readers, MatchExpectedResults) {
   for (const std::string file : {"read/binary.txt", "read/openstep.txt", "read/xml.txt"}) {
     for (const Row& row : table(file, 2)) {
       SCOPED_TRACE(row.place);
@@ -38,13 +38,13 @@ TEST(Readers, ReadAndRefuse) {
   }
 }
 
-TEST(XmlReader, NamesTheLineBehindLongText) {
+TEST(XmlReader, ReportsLineAfterLongText) {
   EXPECT_EQ(parse("<array>\n<string>" + repeated(1000, "words\n") + "</string></dict>\n").error,
             "mismatched tag at line 1002");
 }
 
-/// As writers that share equal containers may well make them, but not beyond measure.
-TEST(BinaryReader, ReadsContainersThatHoldOneAnotherTwice) {
+/// Writers that share equal containers create such lists; the number of references is limited.
+TEST(BinaryReader, ReadsSharedContainers) {
   for (const std::uint32_t levels : {10, 60}) {
     std::vector<std::string> objects;
     for (std::uint32_t i = 1; i <= levels; ++i) objects.push_back(binary_array({i, i}));
@@ -53,7 +53,7 @@ TEST(BinaryReader, ReadsContainersThatHoldOneAnotherTwice) {
   }
 }
 
-TEST(BinaryReader, RefusesTrailersThatDontFit) {
+TEST(BinaryReader, RefusesInvalidTrailers) {
   for (const Row& row : table("read/trailers.txt", 2)) {
     SCOPED_TRACE(row.place);
     std::istringstream fields(row[0]);
@@ -67,7 +67,7 @@ TEST(BinaryReader, RefusesTrailersThatDontFit) {
   }
 }
 
-TEST(BinaryReader, RefusesManyObjectsInOnePlace) {
+TEST(BinaryReader, RefusesOverlappingObjects) {
   std::string bytes = "bplist00" + binary_array({1, 2, 3});
   const std::string places = big_endian(8, 4) + repeated(3, big_endian(bytes.size(), 4));
   bytes += "\x5f\x10\xff" + std::string(0xff, 'x');
@@ -75,7 +75,7 @@ TEST(BinaryReader, RefusesManyObjectsInOnePlace) {
             "Objects in the same place of binary property list");
 }
 
-TEST(Readers, HoldToTheNestingLimit) {
+TEST(Readers, EnforceNestingLimit) {
   const char* const nests[][3] = {
       {"<dict><key>a</key>", "<true/>", "</dict>"}, {"(", "", ")"}, {"{a=", "b", ";}"}};
   for (const std::size_t depth : {512, 513}) {

@@ -24,7 +24,7 @@ std::vector<path> test_files(const char* folder, const char* extension) {
   return files;
 }
 
-TEST(PropertyList, XmlIsReadAndWrittenBackByteForByte) {
+TEST(PropertyList, XmlRoundTripKeepsEveryByte) {
   for (const path& file : test_files("xml", ".plist")) {
     SCOPED_TRACE(file.filename());
     const std::string xml = read_file(file);
@@ -34,7 +34,7 @@ TEST(PropertyList, XmlIsReadAndWrittenBackByteForByte) {
   }
 }
 
-TEST(PropertyList, AnswersEveryMeasuredInputInKind) {
+TEST(PropertyList, MatchesRecordedAnswers) {
   for (const path& file : test_files("parse", ".in")) {
     SCOPED_TRACE(file.filename());
     const std::string answer = read_file(path(file).replace_extension(".out.txt"));
@@ -50,7 +50,7 @@ TEST(PropertyList, AnswersEveryMeasuredInputInKind) {
     expect_line("format: " + std::to_string(parsed.format) + " (");
     const Owned<CFStringRef> type(CFCopyTypeIDDescription(CFGetTypeID(parsed.object.get())));
     expect_line("type: " + text(type.get()) + '\n');
-    // The real library leaves what it reads from text mutable, and shows that.
+    // The real library returns mutable objects from text, and its descriptions show that.
     if (parsed.format == kCFPropertyListBinaryFormat_v1_0)
       expect_line("description: " + described(parsed.object.get()) + '\n');
     const std::size_t xml = answer.find("<?xml");
@@ -60,7 +60,7 @@ TEST(PropertyList, AnswersEveryMeasuredInputInKind) {
   }
 }
 
-TEST(PropertyList, RefusesToWrite) {
+TEST(PropertyList, RefusesUnwritableObjects) {
   const Owned<CFTypeRef> set(CFSetCreate(nullptr, nullptr, 0, &kCFTypeSetCallBacks));
   const Owned<CFTypeRef> number_keyed = object_dictionary({{integer(1).get(), kCFNull}});
   const void* null[] = {nullptr};
@@ -89,7 +89,7 @@ TEST(PropertyList, RefusesToWrite) {
   take_error(error, kCFPropertyListWriteStreamError);
 }
 
-TEST(PropertyList, WritesOneObjectInSeveralPlacesOfADeepNest) {
+TEST(PropertyList, WritesSharedObjectsInDeepNest) {
   const Owned<CFTypeRef> leaf = array_of({kCFBooleanTrue});
   Owned<CFTypeRef> object = array_of({});
   for (int depth = 0; depth < 200; ++depth)
@@ -97,7 +97,7 @@ TEST(PropertyList, WritesOneObjectInSeveralPlacesOfADeepNest) {
   EXPECT_TRUE(CFEqual(parse(write(object.get())).object.get(), object.get()));
 }
 
-/// Whatever the bytes: an object or an error, and an object's XML reads as what wrote it.
+/// Any bytes give an object or an error, and the XML of an object reads as an equal object.
 void expect_sound(std::string_view bytes) {
   const Parsed parsed = parse(bytes);
   if (parsed.object == nullptr) return;
@@ -108,7 +108,7 @@ void expect_sound(std::string_view bytes) {
   EXPECT_EQ(write(again.object.get()), written);
 }
 
-TEST(PropertyList, SurvivesDamage) {
+TEST(PropertyList, HandlesDamagedInput) {
   constexpr std::size_t kMost = 2000;
   constexpr char kFlips[] = {0x01, 0x10, 0x20, '\x80', '\xff'};
   std::vector<path> files = test_files("parse", ".in");
@@ -117,7 +117,7 @@ TEST(PropertyList, SurvivesDamage) {
     const std::string original = read_file(file);
     for (std::size_t at = 0; at < original.size() && original.size() <= kMost; ++at) {
       SCOPED_TRACE(file.filename().string() + " at " + std::to_string(at));
-      // Copies of their own size, so that the address sanitizer sees a read past their end.
+      // Copies of exactly this size, so that the address sanitizer detects reads beyond their end.
       const std::vector<char> truncated(original.data(), original.data() + at);
       expect_sound({truncated.data(), truncated.size()});
       for (const char flip : kFlips) {

@@ -8,9 +8,9 @@
 namespace cf::test {
 namespace {
 
-constexpr std::size_t kNest = 500;  // levels, near the most that are read
+constexpr std::size_t kNest = 500;  // levels, near the maximum that the readers accept
 
-/// HEAD, UNIT, TAIL of testdata/hostile.txt, and maybe more of the last two.
+/// HEAD, UNIT, TAIL of testdata/hostile.txt, the last two optionally repeated.
 std::string filled(const std::vector<std::string>& pieces, std::size_t size) {
   std::string text = pieces.front();
   for (std::size_t i = 1; i + 1 < pieces.size(); i += 2) {
@@ -32,7 +32,7 @@ std::string nested(const std::string& unit) {
   return nest.size() < 3 ? unit : repeated(kNest, nest[0]) + nest[1] + repeated(kNest, nest[2]);
 }
 
-/// A marker with the length behind it.
+/// A marker followed by the length.
 std::string marked(char kind, std::uint64_t length) {
   return std::string(1, static_cast<char>(kind | 0xf)) + '\x13' + big_endian(length, 8);
 }

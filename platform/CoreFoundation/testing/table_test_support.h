@@ -1,4 +1,4 @@
-/// Tables of cases: files of testdata that hold one case a line.
+/// Tables of cases: files in testdata with one case in each line.
 #pragma once
 
 #include <charconv>
@@ -32,7 +32,7 @@ struct Row {
 inline constexpr std::size_t kAnyNumber = 0;
 
 /// The lines of testdata/FILE except comments, each split at every `separator`.
-/// @throws std::runtime_error  the file has no case, or one without exactly `columns` columns.
+/// @throws std::runtime_error  the file has no case, or a case with another number of columns.
 inline std::vector<Row> table(const std::string& file, std::size_t columns,
                               std::string_view separator = " => ") {
   std::ifstream stream(TEST_DATA_DIR "/" + file, std::ios::binary);
@@ -51,7 +51,7 @@ inline std::vector<Row> table(const std::string& file, std::size_t columns,
   return rows;
 }
 
-/// Bytes from a C literal's inside, every '~' as `tilde`.
+/// The bytes of a C literal's content. `tilde` replaces every '~'.
 inline std::string unescaped(std::string_view text, std::string_view tilde = "~") {
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {

@@ -1,4 +1,5 @@
-/// Short ways to make objects, to look at them, and to read and write them as property lists.
+/// Short functions to create objects, to inspect them, and to read and write them as property
+/// lists.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -69,7 +70,7 @@ inline std::string take_error(CFErrorRef error, CFIndex code) {
   return text(static_cast<CFStringRef>(why));
 }
 
-/// What a call returned: an object, or else an error's text, never both.
+/// The result of a call: an object or an error's text, never both.
 struct Parsed {
   Owned<CFTypeRef> object;
   std::string error;

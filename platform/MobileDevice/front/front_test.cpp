@@ -1,5 +1,5 @@
-/// The C API over a backend of the test's. The main thread serves the main queue, as in the tool,
-/// and another runs the tests.
+/// The C API over the test's own backend. The main thread serves the main queue, as in the tool,
+/// and another thread runs the tests.
 #include <dispatch/dispatch.h>
 #include <fmt/format.h>
 #include <gtest/gtest.h>
@@ -49,7 +49,7 @@ class FakeBackend final : public Backend {
 
 FakeBackend* the_backend = nullptr;
 
-/// Returns when all that is queued by now has been delivered.
+/// Returns when everything queued before has been delivered.
 void drain() {
   std::promise<void> drained;
   dispatch_async_f(dispatch_get_main_queue(), &drained,
@@ -59,7 +59,7 @@ void drain() {
 
 using Texts = std::vector<std::string>;
 
-/// A registration, and what it was told: type, ECID and state. The handles are kept.
+/// A registration and its reports: type, ECID and state. Keeps the handles.
 struct Client {
   explicit Client(std::function<void()> in_each_call = {}) : inside(std::move(in_each_call)) {
     id = AMRestorableDeviceRegisterForNotifications(receive, this, nullptr);
@@ -109,7 +109,7 @@ std::unique_ptr<Backend> MobileDevice::make_device_backend() {
   return backend;
 }
 
-TEST_F(Front, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
+TEST_F(Front, ReportsInOrderWithStableHandles) {
   const std::shared_ptr<FakeAttachment> first = attach(1);
   const std::shared_ptr<FakeAttachment> second = attach(2, 1);
   std::promise<void> block;
@@ -132,7 +132,7 @@ TEST_F(Front, ReplaysThenReportsInOrderWithOneHandlePerAttachment) {
   EXPECT_TRUE(late.kept.at(0) == kept[0] && late.kept.at(1) == kept[4]);
 }
 
-TEST_F(Front, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
+TEST_F(Front, UnregisteringWaitsForRunningCallback) {
   std::promise<void> entered, leave;
   std::atomic<bool> left = false;
   Client client([&] {
@@ -153,7 +153,7 @@ TEST_F(Front, UnregisteringWaitsForARunningCallbackAndStopsTheRest) {
   EXPECT_EQ(client.events.size(), 1u);
 }
 
-TEST_F(Front, ACallbackMayEndItsOwnRegistration) {
+TEST_F(Front, CallbackMayUnregisterItself) {
   AMRestorableDeviceClientID id = 0;
   Client client([&] { AMRestorableDeviceUnregisterForNotifications(id); });
   id = client.id;
@@ -162,7 +162,7 @@ TEST_F(Front, ACallbackMayEndItsOwnRegistration) {
   EXPECT_EQ(client.events.size(), 1u);
 }
 
-TEST_F(Front, ABackendThatDidNotStartMayBeStartedAgain) {
+TEST_F(Front, FailedStartCanBeRepeated) {
   FakeBackend backend;
   backend.fails = true;
   NotificationCenter center(backend);
@@ -177,7 +177,7 @@ TEST_F(Front, ABackendThatDidNotStartMayBeStartedAgain) {
   drain();
 }
 
-TEST_F(Front, CommandsAndRestoresReachTheDeviceAndAreLogged) {
+TEST_F(Front, CallsReachDeviceAndLog) {
   const TemporaryDirectory directory;
   const std::string log = directory / "log";
   EXPECT_EQ(AMRestoreEnableFileLogging(directory.write("closed again", "").c_str()), 0);
@@ -207,7 +207,7 @@ TEST_F(Front, CommandsAndRestoresReachTheDeviceAndAreLogged) {
                           " 001A2B3C4D5E6F70 AMRestorableDeviceRestore(): 0"}));
 }
 
-TEST_F(Front, WrongArgumentsAreAnsweredNotFollowed) {
+TEST_F(Front, WrongArgumentsReturnErrors) {
   CFErrorRef error = nullptr;
   EXPECT_EQ(AMRestorableDeviceRegisterForNotifications(nullptr, nullptr, &error), 0);
   EXPECT_NE(Owned<CFErrorRef>(error), nullptr);

@@ -35,7 +35,7 @@ std::string comparable(const std::string& text) {
 }  // namespace
 
 /// The data has two lines per case: "scenario:" with the file's content and "complaint:".
-TEST(Scenario, WhatIsWrongIsNamed) {
+TEST(Scenario, ReportsMistakes) {
   const TemporaryDirectory directory;
   std::ifstream cases(TEST_DATA_DIR "/refused.txt");
   int line = 0;
@@ -54,7 +54,7 @@ TEST(Scenario, WhatIsWrongIsNamed) {
   } while (cases.peek() != std::ifstream::traits_type::eof());
 }
 
-TEST(Scenario, UnreadableFilesAreNamed) {
+TEST(Scenario, ReportsUnreadableFiles) {
   const TemporaryDirectory directory;
   EXPECT_EQ(refusal(""), "MOBILEDEVICE_SCENARIO is empty, expected the path of a scenario file");
   const std::string none = directory / "none", folder = directory / ".";
@@ -62,7 +62,7 @@ TEST(Scenario, UnreadableFilesAreNamed) {
   EXPECT_EQ(refusal(folder), folder + ": is a directory, expected a property-list file");
 }
 
-TEST(Scenario, NumbersReachTheirBoundsAndMayBeWordsInOpenStepText) {
+TEST(Scenario, AcceptsNumbersUpToTheirBounds) {
   const TemporaryDirectory directory;
   const Scenario words = read_scenario(directory.write(
       "words",

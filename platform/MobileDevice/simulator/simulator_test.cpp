@@ -1,4 +1,4 @@
-/// The simulator as a backend, in real time but without a deadline: what must come is waited for.
+/// The simulator as a backend, in real time but without deadlines: tests wait for each event.
 #include "simulator.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,8 @@ using namespace MobileDevice::simulator;
 
 namespace {
 
-/// What a listener heard of, as text: "+2" attached in Recovery, "-2" left, "7:3" report of type 7.
+/// The reports to a listener, as text: "+2" attached in Recovery, "-2" left, "7:3" report of
+/// type 7.
 class Recorder final : public Listener {
  public:
   void attached(std::shared_ptr<Attachment> attachment) override { add("+", attachment); }
@@ -28,7 +29,7 @@ class Recorder final : public Listener {
     add(std::to_string(type) + ":", attachment);
   }
 
-  /// The first `count`, once they are there.
+  /// Waits for the first `count` reports.
   std::vector<std::string> wait_for(std::size_t count) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait(lock, [&] { return heard_.size() >= count; });
@@ -53,7 +54,7 @@ class Recorder final : public Listener {
   std::vector<std::shared_ptr<Attachment>> attachments_;
 };
 
-/// A backend and its listener, which live until the process ends, as its thread does.
+/// A backend and its listener. They exist until the process ends, as the backend's thread does.
 struct Lab {
   std::unique_ptr<Backend> backend;
   Recorder recorder;
@@ -68,7 +69,7 @@ Lab& start_lab(const std::string& devices) {
   return lab;
 }
 
-/// What a restore's first report says of its error.
+/// The error text in a restore's first report.
 std::string restore_error(Attachment& attachment) {
   const Owned<CFDictionaryRef> options(
       CFDictionaryCreate(nullptr, nullptr, nullptr, 0, nullptr, nullptr));
@@ -88,17 +89,17 @@ using Heard = std::vector<std::string>;
 
 }  // namespace
 
-TEST(Simulator, PlaysTheTimeline) {
+TEST(Simulator, ReportsScenarioEvents) {
   Lab& lab = start_lab(
       "{ ECID = 1; State = DFU; AttachAfter = \"0.2\"; DetachAfter = \"0.1\"; },"
       "{ ECID = 2; State = Recovery; Notifications = ("
       "  { Type = 7; }, { After = \"0.1\"; Type = 0; State = 4; }, { After = 1; Type = 1; } ); }");
-  EXPECT_EQ(lab.recorder.wait_for(2), (Heard{"+2", "7:2"}));  // there once it has started
+  EXPECT_EQ(lab.recorder.wait_for(2), (Heard{"+2", "7:2"}));  // present once it has started
   EXPECT_EQ(lab.recorder.wait_for(6), (Heard{"+2", "7:2", "0:4", "+1", "-1", "1:4"}));
   EXPECT_EQ(lab.recorder.attachment(0), lab.recorder.attachment(5));
 }
 
-TEST(Simulator, RebootsIntoWhatAutoBootSays) {
+TEST(Simulator, AutoBootDecidesStateAfterReboot) {
   Lab& lab = start_lab(
       "{ ECID = 1; State = Recovery; BootSeconds = \"0.01\"; Restore = ( { Status = Odd; } ); }");
   const std::shared_ptr<Attachment> first = lab.recorder.attachment(0);
@@ -117,7 +118,7 @@ TEST(Simulator, RebootsIntoWhatAutoBootSays) {
   EXPECT_FALSE(lab.recorder.attachment(4)->takes_recovery_commands());
 }
 
-TEST(Simulator, ADeviceThatIsUnpluggedWhileItBootsDoesNotComeBack) {
+TEST(Simulator, UnpluggedDeviceDoesNotFinishReboot) {
   Lab& lab = start_lab(
       "{ ECID = 1; State = Recovery; DetachAfter = \"0.05\"; BootSeconds = \"0.1\"; },"
       "{ ECID = 2; State = DFU; AttachAfter = \"0.2\"; }");

@@ -10,7 +10,7 @@
 namespace MobileDevice::usb {
 namespace {
 
-TEST(Identity, TheUdevRuleNamesExactlyTheProductsThatAreKnown) {
+TEST(Identity, UdevRuleListsKnownProducts) {
   std::string known;
   for (int product = 0; product <= 0xFFFF; ++product) {
     if (state_of_product(static_cast<std::uint16_t>(product)) != kAMRestorableDeviceStateUnknown)

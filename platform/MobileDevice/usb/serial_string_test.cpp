@@ -6,11 +6,11 @@
 namespace MobileDevice::usb {
 namespace {
 
-TEST(SerialString, ReadsWhatIsWholeAndSkipsTheRest) {
+TEST(SerialString, ReadsValidValuesOnly) {
   const struct {
     const char *text, *read;  // ECID, chip, board and fusing in hexadecimal, serial number
   } cases[] = {
-      // As devices send it: Recovery, DFU, with a security domain first, in another order.
+      // From devices: Recovery, DFU, with a security domain first, in another order.
       {"CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:001A2B3C4D5E6F70 IBFL:3C "
        "SRNM:[F2LXXXXXXXXX]",
        "1a2b3c4d5e6f70 8020 e 3 F2LXXXXXXXXX"},
@@ -20,7 +20,7 @@ TEST(SerialString, ReadsWhatIsWholeAndSkipsTheRest) {
       {"SDOM:01 CPID:8103 CPRV:11 CPFM:03 SCEP:01 BDID:26 ECID:001a2b3c4d5e6f70",
        "1a2b3c4d5e6f70 8103 26 3 none"},
       {"SRNM:[A] ECID:FFFFFFFFFFFFFFFF NEW:[x y] BDID:2", "ffffffffffffffff 0 2 0 A"},
-      // Nothing in it.
+      // Empty.
       {"", "0 0 0 0 none"},
       {"   ", "0 0 0 0 none"},
       {"F2LXXXXXXXXX", "0 0 0 0 none"},
@@ -38,7 +38,7 @@ TEST(SerialString, ReadsWhatIsWholeAndSkipsTheRest) {
       {"XECID:1A ecid:1A ECIDS:1A", "0 0 0 0 none"},
       {"SRTG:[a ECID:1A] BDID:1", "0 0 1 0 none"},
       {"SRNM:[A]ECID:1A", "1a 0 0 0 A"},
-      // Twice.
+      // Tags that occur twice.
       {"ECID:zz ECID:1A ECID:2B SRNM:[] SRNM:[A] SRNM:[B]", "1a 0 0 0 A"},
   };
   for (const auto& [text, read] : cases) {
