@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What examples/fleet costs with 2, 8 and 32 hosts of four devices each.
+"""What korvrestore-fleet costs with 2, 8 and 32 hosts of four devices each.
 
     KORVRESTORE=build/release/korvrestore bench/fleet.py
 
@@ -51,7 +51,7 @@ def measure(count: int, directory: pathlib.Path) -> None:
         table += "".join(f"{ecid} any\n" for ecid in ecids)
     (directory / "hosts").write_text("".join(f"{host.name}\n" for host in hosts))
     (directory / "table").write_text(table)
-    command = [sys.executable, ROOT / "examples/fleet/fleet.py", directory / "hosts"]
+    command = [sys.executable, ROOT / "python/bin/korvrestore-fleet", directory / "hosts"]
     command += [directory / "table", directory / "run", "--ssh", lab.ssh, "--pause", "1"]
     command += ["--tool", str(pathlib.Path(os.environ["KORVRESTORE"]).resolve())]
     before = resource.getrusage(resource.RUSAGE_CHILDREN)

@@ -1,4 +1,4 @@
-"""examples/fleet: devices on several hosts, and all that may break."""
+"""korvrestore-fleet: devices on several hosts, and all that may break."""
 
 import contextlib
 import os
@@ -14,7 +14,7 @@ from support.hosts import Host, Lab, adopt, cut_power
 from support.program import PATIENCE, PROGRAM, ProgramTest
 from support.scenario import THE_END, device, report
 
-FLEET = pathlib.Path(__file__).parent.parent / "examples/fleet/fleet.py"
+FLEET = pathlib.Path(__file__).parent.parent / "python/bin/korvrestore-fleet"
 QUICK, FAILING, HELD, ENDLESS, ABSENT = (f"{number:016X}" for number in range(0xA1, 0xA6))
 # Counts the restores. A bundle that is a FIFO holds one up until something is written there.
 TOOL = f"""#!/usr/bin/env bash
@@ -60,10 +60,12 @@ class FleetTest(ProgramTest):
         self.addCleanup(cut_power, desk)
         return desk
 
-    def finish(self, desk, status=1) -> dict:
+    def finish(self, desk, counts) -> dict:
         stdout, stderr = desk.communicate(timeout=PATIENCE)
-        self.assertEqual(desk.returncode, status, stdout + stderr)
-        rows = [re.split("  +", line, maxsplit=2) for line in stdout.splitlines()]
+        self.assertEqual(desk.returncode, 1, stdout + stderr)
+        *_, results, last = stdout.rstrip("\n").split("\n\n")
+        self.assertEqual(last, counts)
+        rows = [re.split("  +", line, maxsplit=2) for line in results.splitlines()]
         return {ecid: (host, result) for ecid, host, result in rows}
 
     def wait_for(self, desk, happened):
@@ -84,13 +86,16 @@ class FleetTest(ProgramTest):
         """Nothing is begun, on any host."""
         (self.directory / "hosts").write_text("nowhere\n")
         for table, kept, reason in [
-            ("00A1 any", {}, "'00A1' is no ECID"),
+            ("00A1 any", {}, "'00A1' is not an ECID"),
             (f"{QUICK.lower()} a\n{QUICK} b", {}, f"{QUICK} is there twice"),
             (QUICK, {}, f"{QUICK} has no bundle"),
+            ("# none", {}, "no device"),
+            (b"\xff", {}, "not a text file"),
             (f"{QUICK} any", {"letter": ""}, "is neither new nor that of a run"),
             (f"{QUICK} b", {"run": "1", "jobs.tsv": f"bench1\t{QUICK}\ta\n"}, "begun with a"),
         ]:
-            (self.directory / "table").write_text(table)
+            table = table if isinstance(table, bytes) else table.encode()
+            (self.directory / "table").write_bytes(table)
             self.folder.mkdir()
             for name, content in kept.items():
                 (self.folder / name).write_text(content)
@@ -129,14 +134,24 @@ class FleetTest(ProgramTest):
             HELD: ("bench1", "restored"),
             ABSENT: ("-", "NOT BEGUN: on none of the hosts, or on several"),
         }
-        unfinished = self.finish(desk)
+        unfinished = self.finish(desk, "2 restored, 1 failed, 1 not begun, 1 unknown")
         host, result = unfinished.pop(ENDLESS)
-        self.assertRegex(result, "^UNKNOWN after 40 %, Unrecognized operation: .*onnect")
+        self.assertRegex(result, r"^UNKNOWN at 40 % \(Unrecognized operation\): .*onnect")
         self.assertEqual((host, unfinished), ("bench2", results))
 
         second.start()
-        results[ENDLESS] = ("bench2", "FAILED: broken off at 40 %, Unrecognized operation")
-        self.assertEqual(self.finish(self.start_fleet()), results)
+        broken_off = "FAILED at 40 % (Unrecognized operation): broken off: the tool is gone"
+        results[ENDLESS] = ("bench2", broken_off)
+        again = self.finish(self.start_fleet(), "2 restored, 2 failed, 1 not begun")
+        self.assertEqual(again, results)
+        rows = (self.folder / "results.tsv").read_text().splitlines()
+        by_ecid = {(row := line.split("\t"))[0]: row[1:7] for line in rows}
+        reason = broken_off.partition(": ")[2]
+        operation = "Unrecognized operation"
+        self.assertEqual(by_ecid[HELD][:4], ["bench1", "restored", operation, "100"])
+        *place, _, why = by_ecid[ENDLESS]
+        self.assertEqual((place, why), (["bench2", "failed", operation, "40"], reason))
+        self.assertEqual(by_ecid[ABSENT][:2], ["-", "not begun"])
         # What had come before wasn't fetched again.
         self.assertEqual((self.folder / f"{ENDLESS}.messages").read_text().count("</plist>"), 1)
         begun = [(host.home / "begun").read_text().split() for host in (first, second)]

@@ -5,64 +5,70 @@ from __future__ import annotations
 import pathlib
 import plistlib
 import time
+from typing import Any
 
-from restore_messages import MessageSplitter
+from korvrestore.messages import Message, MessageReader
 
 
 class Recording:
     """Three files in a folder:
 
     ECID.messages  the message stream, byte for byte
-    ECID.times     when each message came, in seconds after the tool was started, and its Type
+    ECID.times     when each message came, in seconds after the tool was started, and its Type;
+                   "-" for one that can't be parsed
     ECID.plist     a scenario file that plays the same restore again
     """
 
     def __init__(self, folder: pathlib.Path, ecid: str) -> None:
-        """Raises OSError, also when the recording is there already."""
-        self._device = {"ECID": ecid, "State": "Recovery"}
-        self._splitter = MessageSplitter()
-        self._messages: list[tuple[float, dict]] = []
+        """Raises OSError, also when there is such a recording already."""
+        self._device: dict[str, Any] = {"ECID": ecid, "State": "Recovery"}
+        self._reader = MessageReader()
+        self._messages: list[tuple[float, Message]] = []
         self._start = time.monotonic()
         self._scenario_file = folder / f"{ecid}.plist"
         self._stream = (folder / f"{ecid}.messages").open("xb", buffering=0)
         self._times = (folder / f"{ecid}.times").open("x", buffering=1)
 
-    def take_device_info(self, value: dict) -> None:
-        """The device's numbers are unsigned, though the tool reports them as signed."""
-        for key, number in value.items():
-            if isinstance(number, int):
-                value[key] = number & (0xFFFF if key == "ProductID" else 0xFFFFFFFF)
-        self._device |= value
+    def take_device_info(self, answer: bytes) -> None:
+        """The stream of --device-info, which may hold an error instead."""
+        for message in MessageReader().feed(answer):
+            if isinstance(message, Message) and message.type == "DeviceInfo":
+                for key, value in message.value.items():
+                    if isinstance(value, int):  # unsigned, though the tool reports it as signed
+                        value &= 0xFFFF if key == "ProductID" else 0xFFFFFFFF
+                    self._device[key] = value
 
     def start(self) -> None:
         """The tool is being started."""
         self._start = time.monotonic()
 
     def write(self, data: bytes) -> None:
-        """What has come from the tool. Raises OSError, and what plistlib raises."""
+        """What has come from the tool. Raises OSError."""
         self._stream.write(data)
         now = time.monotonic() - self._start
-        for message in self._splitter.feed(data):
-            self._messages.append((now, message))
-            self._times.write(f"{now:.6f} {message['Type']}\n")
+        for message in self._reader.feed(data):
+            if isinstance(message, Message):
+                self._messages.append((now, message))
+            kind = message.type if isinstance(message, Message) else "-"
+            self._times.write(f"{now:.6f} {kind}\n")
 
     def finish(self) -> None:
-        """Raises OSError."""
+        """Writes the scenario. Raises OSError, and what plistlib raises."""
         self._stream.close()
         self._times.close()
         self._scenario_file.write_bytes(plistlib.dumps(scenario(self._device, self._messages)))
 
 
-def scenario(device: dict, messages: list[tuple[float, dict]]) -> dict:
-    """What a scenario file holds in which `device` does what `messages` tell, each with the seconds
-    since the tool's start."""
-    script: list[dict] = []
+def scenario(device: dict[str, Any], messages: list[tuple[float, Message]]) -> dict[str, Any]:
+    """The content of a scenario file in which `device` does what `messages` report, each with the
+    seconds since the tool's start."""
+    script: list[dict[str, Any]] = []
     texts: dict[str, str] = {}
-    content = {"Devices": [device | {"Restore": script}], "OperationTexts": texts}
+    content: dict[str, Any] = {"Devices": [device | {"Restore": script}], "OperationTexts": texts}
     before = 0.0
     for seconds, message in messages:
-        value = message["Value"]
-        if message["Type"] == "InternalError":
+        value = message.value
+        if message.type == "InternalError":
             if value.get("Domain") != "korvrestore":  # devices couldn't be asked for
                 keys = ("Domain", "Code", "Description")
                 content["RegistrationError"] = {key: value[key] for key in keys}

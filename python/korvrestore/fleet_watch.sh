@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # Watches the restore of one device from the desk, as a job of GNU parallel's:
 #
-#   watch.sh FOLDER RUN SSH LIMIT PAUSE HOST ECID BUNDLE TOOL OPTION...
+#   fleet_watch.sh FOLDER RUN SSH LIMIT PAUSE HOST ECID BUNDLE TOOL OPTION...
 #
-# It may be called as often as one likes: on-host.sh restores once. FOLDER/ECID.messages grows with
+# It may be called as often as one likes: fleet_on_host.sh restores once. FOLDER/ECID.messages grows with
 # the messages, FOLDER/ECID.log has what came on standard error. The exit status is 0 if HOST has told
 # the end, which then stands in FOLDER/ECID.end, else 1, after PAUSE seconds.
 set -uo pipefail
@@ -11,13 +11,14 @@ folder=$1 run=$2 ssh=$3 limit=$4 pause=$5 host=$6 ecid=$7 bundle=$8 tool=$9
 shift 9
 
 stream=$folder/$ecid.messages log=$folder/$ecid.log
-touch "$stream" "$log"
+touch "$stream"
+[ -e "$log" ] || date +'asked since %s' >"$log"
 begun=0
 grep --quiet --line-regexp begun "$log" && begun=1
 words=(bash -s -- "$run" "$ecid" "$begun" "$(stat --format=%s "$stream")" "$limit"
   "$tool" --restore "$bundle" --ecid "$ecid" "$@")
 # SSH is a command line; the other end's shell takes the words apart once more.
-if $ssh "$host" "${words[*]@Q}" <"$(dirname "$0")/on-host.sh" >>"$stream" 2>>"$log"; then
+if $ssh "$host" "${words[*]@Q}" <"$(dirname "$0")/fleet_on_host.sh" >>"$stream" 2>>"$log"; then
   tail --lines=1 "$log" >"$folder/$ecid.end.new"
   mv "$folder/$ecid.end.new" "$folder/$ecid.end"
 else

@@ -1,14 +1,14 @@
 # shellcheck shell=bash
-# Restores one device on the host that it is attached to. watch.sh sends this text over ssh:
+# Restores one device on the host that it is attached to. fleet_watch.sh sends this text over ssh:
 #
 #   bash -s -- RUN ECID BEGUN HAVE LIMIT COMMAND...
 #
 # The first call that names this RUN and ECID starts COMMAND and says "begun" on standard error.
 # COMMAND goes on when the connection breaks; no later call starts it again, and none with BEGUN 1.
 # Each call copies COMMAND's standard output, less the first HAVE bytes, until COMMAND has ended. The
-# exit status is 0 if that is so; the last line on standard error then is "exit status N" (124: it
-# was stopped after LIMIT seconds), or "gone" if COMMAND was begun but has ended without leaving its
-# status. Any other exit status tells nothing: call again.
+# exit status is 0 if that is so. The last line on standard error then is "exit status N after S s"
+# (124: it was stopped after LIMIT seconds), or "gone" if COMMAND was begun but has ended without
+# leaving its status. After any other exit status, call again.
 
 # A connection may break while this text is being read, so nothing is done before all of it has come.
 main() {
@@ -57,7 +57,7 @@ start() {
     state=$1 limit=$2
     shift 2
     timeout --kill-after=10 "$limit" "$@" >"$state/messages" 2>"$state/errors"
-    echo "exit status $?" >"$state/end.new"
+    echo "exit status $? after $SECONDS s" >"$state/end.new"
     rm -rf "$state/tmp"
     sync "$state/messages" "$state/errors" "$state/end.new"
     mv "$state/end.new" "$state/end"

@@ -1,0 +1,23 @@
+"""The table of results, for programs: tab-separated, a header, a row for each device."""
+
+from __future__ import annotations
+
+import time
+
+from korvrestore.restore import Restore
+
+HEADER = "ECID\thost\tresult\tstep\tpercentage\tseconds\treason\tended\n"
+
+
+def row(restore: Restore, now: float, wall_clock: float) -> str:
+    """`now` is on the restore's clock, and `wall_clock` the same moment as time.time has it."""
+    seconds = restore.seconds(now)
+    ended = ""
+    if restore.ended is not None:
+        moment = time.gmtime(wall_clock - now + restore.ended)
+        ended = time.strftime("%Y-%m-%dT%H:%M:%SZ", moment)
+    cells = [restore.ecid, restore.host]
+    cells += ["stalled" if restore.is_stalled(now) else restore.stage.value, restore.step]
+    cells += ["" if restore.progress is None else str(restore.progress)]
+    cells += ["" if seconds is None else f"{seconds:.0f}", restore.reason, ended]
+    return "\t".join(" ".join(cell.split()) for cell in cells) + "\n"
