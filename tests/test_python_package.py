@@ -94,7 +94,9 @@ class ToolTest(unittest.TestCase):
         with Tool(["bash", "-c", "exec sleep 300"]) as run:
             pass
         self.assertEqual(run.status, -15)
-        program = "import os; from korvrestore import Tool; run = Tool(['bash', '-c', 'exec sleep 300'])"
+        program = (
+            "import os; from korvrestore import Tool; run = Tool(['bash', '-c', 'exec sleep 300'])"
+        )
         program += "; print(run._process.pid, flush=True); os.kill(os.getpid(), 9)"
         line = [sys.executable, "-B", "-c", program]
         ended = subprocess.run(line, cwd=ROOT / "python", stdout=subprocess.PIPE)
@@ -139,7 +141,11 @@ class DisplayTest(unittest.TestCase):
             folder = pathlib.Path(name)
             running = status(**report(9, 37, TY_OperationName="Sending")) * 3
             failed = status(**report(0, 100, "Failed"))
-            for ecid, stream in {"A": running, "B": running + failed + running, "C": running}.items():
+            for ecid, stream in {
+                "A": running,
+                "B": running + failed + running,
+                "C": running,
+            }.items():
                 (folder / f"{ecid}.messages").write_bytes(stream + running[:50])
             os.utime(folder / "C.messages", (0, 0))
             line = [sys.executable, "-B", STATUS, folder]
