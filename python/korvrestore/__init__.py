@@ -6,6 +6,8 @@ restore    the state of one device's restore
 recording  keeps a restore, so that the simulator can play it again
 display    rows that fit a terminal
 loop       several tools side by side
+bench      several restores side by side; watch finds the devices itself
+status     the restores of a folder
 fleet      many hosts over ssh
 
 A restore of one device:

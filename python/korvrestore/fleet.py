@@ -6,7 +6,6 @@ import argparse
 import contextlib
 import fcntl
 import json
-import os
 import pathlib
 import plistlib
 import shlex

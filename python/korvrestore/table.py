@@ -2,6 +2,9 @@
 
 from __future__ import annotations
 
+import os
+import pathlib
+import platform
 import time
 
 from korvrestore.restore import Restore
@@ -21,3 +24,24 @@ def row(restore: Restore, now: float, wall_clock: float) -> str:
     cells += ["" if restore.progress is None else str(restore.progress)]
     cells += ["" if seconds is None else f"{seconds:.0f}", restore.reason, ended]
     return "\t".join(" ".join(cell.split()) for cell in cells) + "\n"
+
+
+class Table:
+    """A file to which a row is added when a restore ends."""
+
+    def __init__(self, file: pathlib.Path) -> None:
+        """Raises OSError."""
+        self._file = file.open("a")
+        self._host = platform.node()
+        if self._file.tell() == 0:
+            self._write(HEADER)
+
+    def add(self, restore: Restore) -> None:
+        """Raises OSError."""
+        restore.host = self._host
+        self._write(row(restore, time.monotonic(), time.time()))
+
+    def _write(self, text: str) -> None:
+        self._file.write(text)
+        self._file.flush()
+        os.fsync(self._file.fileno())
