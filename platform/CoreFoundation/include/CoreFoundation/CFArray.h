@@ -22,6 +22,7 @@ struct CFArrayCallBacks {
 
 using CFArrayApplierFunction = void (*)(const void* value, void* context);
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 extern const CFArrayCallBacks kCFTypeArrayCallBacks;
@@ -40,3 +41,4 @@ void CFArrayApplyFunction(CFArrayRef array, CFRange range, CFArrayApplierFunctio
                           void* context);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -38,6 +38,7 @@ inline CFRange CFRangeMake(CFIndex location, CFIndex length) { return {location,
 
 enum : CFIndex { kCFNotFound = -1 };
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 /// NULL, which every Create call takes for the system's allocator.
@@ -62,3 +63,4 @@ CFStringRef CFCopyDescription(CFTypeRef cf);
 CFStringRef CFCopyTypeIDDescription(CFTypeID type_id);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -5,6 +5,7 @@
 
 using CFDataRef = const struct __CFData*;
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 CFTypeID CFDataGetTypeID(void);
@@ -19,3 +20,4 @@ CFIndex CFDataGetLength(CFDataRef data);
 const UInt8* CFDataGetBytePtr(CFDataRef data);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -8,6 +8,7 @@ using CFTimeInterval = double;
 using CFAbsoluteTime = CFTimeInterval;
 using CFDateRef = const struct __CFDate*;
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 extern const CFTimeInterval kCFAbsoluteTimeIntervalSince1970;
@@ -16,3 +17,4 @@ CFDateRef CFDateCreate(CFAllocatorRef alloc, CFAbsoluteTime at);
 CFAbsoluteTime CFDateGetAbsoluteTime(CFDateRef date);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -32,6 +32,7 @@ struct CFDictionaryValueCallBacks {
 
 using CFDictionaryApplierFunction = void (*)(const void* key, const void* value, void* context);
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
@@ -64,3 +65,4 @@ void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, co
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -7,6 +7,7 @@
 using CFErrorRef = struct __CFError*;
 using CFErrorDomain = CFStringRef;
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 /// User-info keys: "NSLocalizedDescription", "NSLocalizedFailureReason".
@@ -28,3 +29,4 @@ CFStringRef CFErrorCopyDescription(CFErrorRef error);
 CFStringRef CFErrorCopyFailureReason(CFErrorRef error);
 
 }  // extern "C"
+#pragma GCC visibility pop

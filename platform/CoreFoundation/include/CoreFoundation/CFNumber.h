@@ -26,6 +26,7 @@ enum CFNumberType : CFIndex {
   kCFNumberMaxType = 16,
 };
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 extern const CFBooleanRef kCFBooleanTrue;
@@ -45,3 +46,4 @@ Boolean CFNumberIsFloatType(CFNumberRef number);
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value_ptr);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -21,6 +21,7 @@ enum : CFIndex {
   kCFPropertyListWriteStreamError = 3851,
 };
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 /// The object written as a file of `format`, which must be the XML one; `options` 0. NULL when it
@@ -39,3 +40,4 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataR
                                                CFErrorRef* error);
 
 }  // extern "C"
+#pragma GCC visibility pop

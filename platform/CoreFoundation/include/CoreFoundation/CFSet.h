@@ -23,6 +23,7 @@ struct CFSetCallBacks {
 
 using CFSetApplierFunction = void (*)(const void* value, void* context);
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 extern const CFSetCallBacks kCFTypeSetCallBacks;
@@ -32,3 +33,4 @@ CFSetRef CFSetCreate(CFAllocatorRef allocator, const void** values, CFIndex num_
 void CFSetApplyFunction(CFSetRef set, CFSetApplierFunction applier, void* context);
 
 }  // extern "C"
+#pragma GCC visibility pop

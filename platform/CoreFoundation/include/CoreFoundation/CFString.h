@@ -12,6 +12,7 @@ enum : CFStringEncoding {
 
 using CFStringCompareFlags = CFOptionFlags;
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 CFTypeID CFStringGetTypeID(void);
@@ -39,6 +40,7 @@ CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCom
 CFStringRef __CFStringMakeConstantString(const char* c_str);
 
 }  // extern "C"
+#pragma GCC visibility pop
 
 /// The constant string of an ASCII literal; never released.
 #define CFSTR(c_str) __CFStringMakeConstantString("" c_str "")

@@ -26,6 +26,7 @@ struct CFRuntimeClass {
   CFStringRef (*copyDebugDesc)(CFTypeRef cf) = nullptr;
 };
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 /// The new type's ID. `cls` must stay for ever. Thread-safe. There is room for some 1,000 types;
@@ -37,3 +38,4 @@ CFTypeRef _CFRuntimeCreateInstance(CFAllocatorRef allocator, CFTypeID type_id, C
                                    unsigned char* category);
 
 }  // extern "C"
+#pragma GCC visibility pop

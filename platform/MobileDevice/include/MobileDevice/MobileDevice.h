@@ -44,6 +44,7 @@ using AMRestorableDeviceRestoreCallback = void (*)(AMRestorableDeviceRef device,
                                                    CFDictionaryRef status, void* context);
 using AMDeviceNotificationCallback = void (*)(void* info, void* context);
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 /// Booted devices' notifications; `*notification` is what unsubscribing takes. 0 on success.
@@ -97,3 +98,4 @@ CFStringRef AMRLocalizedCopyStringForAMROperation(int operation);
 CFStringRef AMRLocalizedCopyStringForAMRError(int error);
 
 }  // extern "C"
+#pragma GCC visibility pop

@@ -1,6 +1,7 @@
 /// The part of libdispatch that this project calls: the main queue.
 #pragma once
 
+#pragma GCC visibility push(default)
 #if defined(__cplusplus)
 extern "C" {
 #endif
@@ -21,3 +22,4 @@ __attribute__((noreturn)) void dispatch_main(void);
 #if defined(__cplusplus)
 }
 #endif
+#pragma GCC visibility pop

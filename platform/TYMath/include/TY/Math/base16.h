@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#pragma GCC visibility push(default)
 namespace TY::Math {
 
 /// Two upper-case digits per byte, in order.
@@ -17,3 +18,4 @@ std::string base16_encode(std::span<const std::uint8_t> bytes);
 std::vector<std::uint8_t> base16_decode(std::string_view text);
 
 }  // namespace TY::Math
+#pragma GCC visibility pop
