@@ -1,5 +1,5 @@
-/// Arrays of pointers, of CF objects with kCFTypeArrayCallBacks. NULL callbacks: plain pointers,
-/// neither retained nor released.
+/// Arrays of pointers; with kCFTypeArrayCallBacks of CF objects. With NULL callbacks the pointers
+/// are neither retained nor released.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>
@@ -35,7 +35,7 @@ CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacit
 CFIndex CFArrayGetCount(CFArrayRef array);
 /// Borrowed. An index out of range ends the process.
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
-/// Of an immutable array: a programming error that ends the process.
+/// Ends the process for an immutable array: that is a programming error.
 void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 void CFArrayApplyFunction(CFArrayRef array, CFRange range, CFArrayApplierFunction applier,
                           void* context);

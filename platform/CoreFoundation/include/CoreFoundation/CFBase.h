@@ -1,4 +1,4 @@
-/// Types and calls that every CoreFoundation object shares.
+/// Types and functions for all CoreFoundation objects.
 #pragma once
 
 #include <cstddef>
@@ -41,23 +41,23 @@ enum : CFIndex { kCFNotFound = -1 };
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// NULL, which every Create call takes for the system's allocator.
+/// NULL, which means the system's allocator in every Create call.
 extern const CFAllocatorRef kCFAllocatorDefault;
 extern const CFAllocatorRef kCFAllocatorSystemDefault;
-/// Allocates and frees nothing; as a deallocator: the caller keeps the memory.
+/// Allocates and frees nothing. As a deallocator it means that the caller keeps the memory.
 extern const CFAllocatorRef kCFAllocatorNull;
 
 extern const CFNullRef kCFNull;
 
-/// Takes one reference more. Constants are immortal: for them, retain and release do nothing.
+/// Adds a reference. Constants are immortal: for them, retain and release do nothing.
 CFTypeRef CFRetain(CFTypeRef cf);
-/// Gives one reference back; the last one finalizes the object. NULL ends the process.
+/// Releases one reference; the last release finalizes the object. NULL ends the process.
 void CFRelease(CFTypeRef cf);
 CFTypeID CFGetTypeID(CFTypeRef cf);
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2);
-/// Equal objects hash alike.
+/// Equal objects have equal hashes.
 CFHashCode CFHash(CFTypeRef cf);
-/// A text for people who debug; NULL for NULL.
+/// A description for debugging; NULL for NULL.
 CFStringRef CFCopyDescription(CFTypeRef cf);
 /// The name of a type, such as "CFString".
 CFStringRef CFCopyTypeIDDescription(CFTypeID type_id);

@@ -1,4 +1,4 @@
-/// Points in time.
+/// Dates.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>

@@ -1,5 +1,5 @@
-/// Hash maps of pointers, of CF objects with the kCFType callbacks. NULL callbacks: plain
-/// pointers, compared as such, neither retained nor released.
+/// Hash maps of pointers; with the kCFType callbacks of CF objects. With NULL callbacks the
+/// pointers themselves are compared, and are neither retained nor released.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>
@@ -38,7 +38,7 @@ extern "C" {
 extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 CFTypeID CFDictionaryGetTypeID(void);
-/// Of equal keys the first stands.
+/// Of equal keys the first is kept.
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void** keys, const void** values,
                                    CFIndex num_values,
                                    const CFDictionaryKeyCallBacks* key_call_backs,
@@ -51,15 +51,15 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef allocator, CFIndex capacity,
                                                      CFDictionaryRef dictionary);
 CFIndex CFDictionaryGetCount(CFDictionaryRef dictionary);
-/// Borrowed; NULL when the key isn't there.
+/// Borrowed; NULL if there is no such key.
 const void* CFDictionaryGetValue(CFDictionaryRef dictionary, const void* key);
 /// Fills C arrays of CFDictionaryGetCount entries each; either may be NULL. Borrowed.
 void CFDictionaryGetKeysAndValues(CFDictionaryRef dictionary, const void** keys,
                                   const void** values);
 void CFDictionaryApplyFunction(CFDictionaryRef dictionary, CFDictionaryApplierFunction applier,
                                void* context);
-/// Adds the pair, or replaces the value under a key that is there (the old key stays). Of an
-/// immutable dictionary, as below: a programming error that ends the process.
+/// Adds the pair, or replaces the value of an existing key (the old key stays). This and the next
+/// call end the process for an immutable dictionary: that is a programming error.
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value);
 /// Removes the pair, if there is one.
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key);

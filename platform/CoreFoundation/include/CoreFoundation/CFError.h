@@ -15,17 +15,17 @@ extern const CFStringRef kCFErrorLocalizedDescriptionKey;
 extern const CFStringRef kCFErrorLocalizedFailureReasonKey;
 
 CFTypeID CFErrorGetTypeID(void);
-/// Keeps a copy of `user_info` (NULL: an empty one).
+/// Keeps a copy of `user_info`; NULL means an empty one.
 CFErrorRef CFErrorCreate(CFAllocatorRef allocator, CFErrorDomain domain, CFIndex code,
                          CFDictionaryRef user_info);
 /// Borrowed.
 CFErrorDomain CFErrorGetDomain(CFErrorRef error);
 CFIndex CFErrorGetCode(CFErrorRef error);
 CFDictionaryRef CFErrorCopyUserInfo(CFErrorRef error);
-/// The description of the user info; without one, a sentence made from the failure reason or
-/// from domain and code.
+/// The description in the user info, or else a sentence with the failure reason or with domain and
+/// code.
 CFStringRef CFErrorCopyDescription(CFErrorRef error);
-/// NULL when the user info has none.
+/// NULL if the user info has none.
 CFStringRef CFErrorCopyFailureReason(CFErrorRef error);
 
 }  // extern "C"

@@ -41,8 +41,8 @@ CFTypeID CFNumberGetTypeID(void);
 /// `value_ptr` points to a value of `type`.
 CFNumberRef CFNumberCreate(CFAllocatorRef alloc, CFNumberType type, const void* value_ptr);
 Boolean CFNumberIsFloatType(CFNumberRef number);
-/// Writes the number as a value of `type`. False when that lost something; the truncated value is
-/// written all the same.
+/// Writes the number as a value of `type`. False if information was lost; the truncated value is
+/// written also then.
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value_ptr);
 
 }  // extern "C"

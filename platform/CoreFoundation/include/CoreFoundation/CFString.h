@@ -31,12 +31,14 @@ CFIndex CFStringGetLength(CFStringRef string);
 /// bytes or can't be written in `encoding`.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex buffer_size,
                            CFStringEncoding encoding);
-/// The most bytes that `length` UTF-16 units can take; kCFNotFound past CFIndex's range.
+/// The maximum number of bytes of `length` UTF-16 units; kCFNotFound if it is beyond CFIndex's
+/// range.
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
-/// Where `string_to_find` first stands in `string`, literally; (kCFNotFound, 0) if nowhere.
+/// The first place of `string_to_find` in `string`, compared literally; (kCFNotFound, 0) if there
+/// is none.
 CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
 
-/// What CFSTR calls: one immortal string per text. `c_str` must be ASCII and stay for ever.
+/// Used by CFSTR: one immortal string for each text. `c_str` must be ASCII and exist forever.
 CFStringRef __CFStringMakeConstantString(const char* c_str);
 
 }  // extern "C"

@@ -1,19 +1,19 @@
-/// The runtime calls with which other libraries make CF types of their own. The system's public
-/// headers lack them, so this header stands apart and serves with any CoreFoundation.
+/// The runtime functions with which other libraries create their own CF types. The system's public
+/// headers don't declare them, so this separate header is used with any CoreFoundation.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdint>
 
-/// At the front of every CF object; only CoreFoundation touches it.
+/// The start of every CF object; only CoreFoundation uses it.
 struct CFRuntimeBase {
   std::uintptr_t _cfisa;
   std::uint64_t _cfinfoa;
 };
 
-/// What a type does beyond the defaults; NULL members take them: equality and hash by address, a
-/// description of type name and address.
+/// The operations of a type. A NULL member means the default: equality and hash by address, a
+/// description with type name and address.
 struct CFRuntimeClass {
   CFIndex version = 0;
   const char* className = nullptr;
@@ -29,8 +29,8 @@ struct CFRuntimeClass {
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// The new type's ID. `cls` must stay for ever. Thread-safe. There is room for some 1,000 types;
-/// one more ends the process.
+/// Returns the new type's ID. `cls` must exist forever. Thread-safe. At most about 1,000 types can
+/// be registered; one more ends the process.
 CFTypeID _CFRuntimeRegisterClass(const CFRuntimeClass* cls);
 /// A new object with one reference: a CFRuntimeBase and `extra_bytes` zeroed bytes behind it,
 /// aligned to 16. NULL for an unknown type or when memory is short.

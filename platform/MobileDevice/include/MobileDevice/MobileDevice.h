@@ -1,17 +1,18 @@
-/// The C API of the MobileDevice framework, as far as this project calls it. The framework has no
-/// public header, so this one serves on macOS too, where the names bind to the framework.
+/// The functions of the MobileDevice framework that this project calls. The framework has no public
+/// header, so this one is used on macOS too, where the names are those of the framework.
 ///
-/// What a function with Create or Copy in its name returns belongs to the caller, who gives it
-/// back with CFRelease. All functions may be called on any thread.
+/// The caller owns the result of a function with Create or Copy in its name and releases it with
+/// CFRelease. All functions may be called on any thread.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdint>
 
-/// One attachment of a device in DFU, Recovery, RestoreOS or booted state; a CF type.
+/// A device in DFU, Recovery, RestoreOS or booted state, from its arrival to its departure; a CF
+/// type.
 using AMRestorableDeviceRef = struct _AMRestorableDevice*;
-/// What a restorable device in Recovery takes commands through; a CF type.
+/// The handle for commands to a device in Recovery; a CF type.
 using AMRecoveryModeDeviceRef = struct _AMRecoveryModeDevice*;
 using AMDeviceNotificationRef = struct _AMDeviceNotification*;
 
@@ -31,7 +32,7 @@ enum AMRestorableDeviceNotificationType : std::int32_t {
   kAMRestorableDeviceDisconnected = 1,
 };
 
-/// 0: no registration.
+/// The number of a registration; 0 means none.
 using AMRestorableDeviceClientID = std::int32_t;
 
 /// One report about a device. `device` is borrowed for the call.
@@ -39,7 +40,7 @@ using AMRestorableDeviceNotificationCallback = void (*)(AMRestorableDeviceRef de
                                                         AMRestorableDeviceNotificationType type,
                                                         void* context);
 /// One status report of a restore: "Status" (string), "Operation" and "Progress" (numbers) and
-/// whatever else there is to say. Both objects are borrowed for the call.
+/// further keys. Both objects are borrowed for the call.
 using AMRestorableDeviceRestoreCallback = void (*)(AMRestorableDeviceRef device,
                                                    CFDictionaryRef status, void* context);
 using AMDeviceNotificationCallback = void (*)(void* info, void* context);
@@ -47,19 +48,20 @@ using AMDeviceNotificationCallback = void (*)(void* info, void* context);
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// Booted devices' notifications; `*notification` is what unsubscribing takes. 0 on success.
+/// Subscribes to notifications of booted devices. Stores the argument for unsubscribing in
+/// `*notification`. 0 on success.
 int AMDeviceNotificationSubscribe(AMDeviceNotificationCallback callback, unsigned int unused1,
                                   unsigned int unused2, void* context,
                                   AMDeviceNotificationRef* notification);
 int AMDeviceNotificationUnsubscribe(AMDeviceNotificationRef notification);
 
-/// Has `callback` called on the main dispatch queue, in order: once for each device that is
-/// attached already, then at each change. On failure returns 0 and, unless `error` is NULL, puts a
-/// new CFError (the caller's) into `*error`.
+/// Calls `callback` on the main dispatch queue, in order: once for each attached device, then at
+/// each change. On failure returns 0 and, unless `error` is NULL, stores a new CFError in `*error`,
+/// which the caller owns.
 AMRestorableDeviceClientID AMRestorableDeviceRegisterForNotifications(
     AMRestorableDeviceNotificationCallback callback, void* context, CFErrorRef* error);
-/// A barrier: once it has returned, no callback of the registration runs or will run. Called from
-/// inside the callback, it lets that one call finish.
+/// After its return no callback of the registration runs or will run. If it is called from inside
+/// the callback, only that one call finishes.
 void AMRestorableDeviceUnregisterForNotifications(AMRestorableDeviceClientID client);
 
 AMRestorableDeviceState AMRestorableDeviceGetState(AMRestorableDeviceRef device);
@@ -69,30 +71,30 @@ std::uint32_t AMRestorableDeviceGetBoardID(AMRestorableDeviceRef device);
 std::uint32_t AMRestorableDeviceGetChipID(AMRestorableDeviceRef device);
 std::uint32_t AMRestorableDeviceGetProductType(AMRestorableDeviceRef device);
 std::uint32_t AMRestorableDeviceGetFusingInfo(AMRestorableDeviceRef device);
-/// The USB location: the bus in the top byte, then one hexadecimal digit per hub port.
+/// The USB location: the bus in the top byte, then one hexadecimal digit for each hub port.
 std::uint32_t AMRestorableDeviceGetLocationID(AMRestorableDeviceRef device);
-/// NULL when the device gives none.
+/// NULL if the device reports none.
 CFStringRef AMRestorableDeviceCopySerialNumber(AMRestorableDeviceRef device);
-/// NULL when the device gives none.
+/// NULL if the device reports none.
 CFStringRef AMRestorableDeviceCopyProductString(AMRestorableDeviceRef device);
-/// NULL when the device can't be spoken to in Recovery.
+/// NULL if the device accepts no Recovery commands.
 AMRecoveryModeDeviceRef AMRestorableDeviceCopyRecoveryModeDevice(AMRestorableDeviceRef device);
 
-/// Whether the device boots its system at the next start. Blocks until it has answered.
+/// Sets whether the device boots its system at the next start. Blocks until it has answered.
 AMRError AMRecoveryModeDeviceSetAutoBoot(AMRecoveryModeDeviceRef device, Boolean auto_boot);
-/// Blocks until the device has taken the command, not until it is back.
+/// Blocks until the device has accepted the command. Doesn't wait for the device to come back.
 AMRError AMRecoveryModeDeviceReboot(AMRecoveryModeDeviceRef device);
 
-/// The options that a restore needs besides the bundle; NULL when there are none.
+/// The options that a restore needs in addition to the bundle; NULL if there are none.
 CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator);
 /// Starts a restore and returns. `callback` is called on a thread of the library, for every report
 /// until the one of operation 0 with progress 100, the end. `device` and `options` are retained.
 AMRError AMRestorableDeviceRestore(AMRestorableDeviceRef device, CFDictionaryRef options,
                                    AMRestorableDeviceRestoreCallback callback, void* context);
-/// Logs what reaches devices to the end of the file `path` from now on. 0 on success.
+/// Appends the calls that reach devices to the file `path` from now on. 0 on success.
 int AMRestoreEnableFileLogging(const char* path);
 
-/// The texts of a restore operation and of an AMRError; never NULL for 0. An unknown number gives
+/// The texts of a restore operation and of an AMRError; never NULL for 0. For an unknown number
 /// "Unrecognized operation" or "Unrecognized error", or NULL.
 CFStringRef AMRLocalizedCopyStringForAMROperation(int operation);
 CFStringRef AMRLocalizedCopyStringForAMRError(int error);
