@@ -1,18 +1,18 @@
-"""Runs of the program that testdata/*.toml has as data. Each [[case]] is one run:
+"""Runs of the program that are data in testdata/*.toml. Each [[case]] is one run:
 
-why       what the case shows; names it when it fails
-options   the command line, in a shell's words; a character up to ÿ is the byte of that number.
-          $target is the device, and a wait that ends as it comes; $directory is the test's own
-device    what the device has beside its ECID and the state Recovery; or `devices`, a list of all
-scenario  what the scenario file has beside the devices
-files     the text files that $directory holds, beside firmware.ipsw, a bundle
-messages  all that come, by their Type; `last` is the last of them alone
-error     code and reason of the one message that comes; its code is the exit status
+why       what the case shows; its name if it fails
+options   the command line, as in a shell; a character up to ÿ is the byte of that number.
+          $target is the device and a timeout that ends when it arrives; $directory is the test's
+device    the keys of the device in addition to its ECID and State; or `devices`, a list of all
+scenario  the keys of the scenario file in addition to the devices
+files     text files in $directory, which also contains the bundle firmware.ipsw
+messages  all messages, by their Type; `last` is only the last of them
+error     code and reason of the only message; the code is also the exit status
 status    the exit status
-stderr    all of standard error
-said      the debug lines, in order, of the functions that speak here. Order holds for a thread, and
-          the callbacks have threads of their own. Whether a device is waited for, is said here only
-          if it comes late: else it may be there before or not
+stderr    the whole standard error
+debug     the debug lines of the functions that occur here, in order. The order is checked for each
+          thread, and each callback has its own. "waitForDevice: Waiting" is ignored unless it is
+          listed, since the device may already be present
 """
 
 import os
@@ -54,7 +54,7 @@ class CasesTest(ProgramTest):
         self.assert_outcome(run, **outcome)
 
     def assert_outcome(
-        self, run, error=None, status=0, messages=None, last={}, stderr=None, said=""
+        self, run, error=None, status=0, messages=None, last={}, stderr=None, debug=""
     ):
         if error:
             messages, status = [dict([error_message(*error)])], error[0]
@@ -66,9 +66,9 @@ class CasesTest(ProgramTest):
             self.assertEqual(result.messages[-1:], [*last.items()])
         if stderr is not None:
             self.assertEqual(result.stderr, stderr)
-        self.assert_said(result, said.splitlines())
+        self.assert_debug_lines(result, debug.splitlines())
 
-    def assert_said(self, result, lines):
+    def assert_debug_lines(self, result, lines):
         named = {line.partition(":")[0] for line in lines}
         for thread in THREADS:
             if speakers := tuple(named & thread):
