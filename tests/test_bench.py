@@ -82,7 +82,10 @@ class BenchTest(CasesTest):
         replays = {}
         for ecid in ecids:
             line = (ecid, *options, self.directory / ecid)
-            replays[ecid] = self.start_bench(*line, scenario=recorded / f"{ecid}.plist")
+            faster = self.directory / f"{ecid}.plist"
+            again = plistlib.loads((recorded / f"{ecid}.plist").read_bytes())
+            faster.write_bytes(plistlib.dumps(again | {"TimeScale": 20}))
+            replays[ecid] = self.start_bench(*line, scenario=faster)
         for ecid, bench in replays.items():
             replayed, *_ = self.finish(bench, 0 if results[ecid] == "restored" else 1)
             self.assertEqual(replayed[ecid], results[ecid])

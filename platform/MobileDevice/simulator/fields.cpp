@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <charconv>
 #include <system_error>
@@ -13,7 +14,7 @@
 namespace MobileDevice::simulator {
 namespace {
 
-constexpr std::int64_t kLongestSeconds = 1'000'000;
+constexpr double kLongestSeconds = 1'000'000;
 
 bool is_text(CFTypeRef value, const char* text) {
   const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
@@ -100,18 +101,20 @@ std::int64_t Field::integer(std::int64_t low, std::int64_t high) const {
   return *number;
 }
 
-Seconds Field::seconds() const {
-  double number = -1;
+double Field::number(const char* what, double low, double high) const {
+  double number = low - 1;
   const CFStringRef string = cast<CFStringRef>(value, CFStringGetTypeID());
   if (const CFNumberRef cf = cast<CFNumberRef>(value, CFNumberGetTypeID())) {
     CFNumberGetValue(cf, kCFNumberFloat64Type, &number);
   } else if (all_text && string != nullptr) {
-    if (!boost::conversion::try_lexical_convert(to_text(string), number)) number = -1;
+    if (!boost::conversion::try_lexical_convert(to_text(string), number)) number = low - 1;
   }
-  if (!(number >= 0 && number <= kLongestSeconds))
-    expected(fmt::format("seconds, a number from 0 to {}", kLongestSeconds));
-  return Seconds(number);
+  if (!(number >= low && number <= high))
+    expected(fmt::format("{} from {} to {:.0f}", what, low, high));
+  return number;
 }
+
+Seconds Field::seconds() const { return Seconds(number("seconds, a number", 0, kLongestSeconds)); }
 
 CFDictionaryRef Field::dictionary() const {
   const CFDictionaryRef dictionary = cast<CFDictionaryRef>(value, CFDictionaryGetTypeID());
@@ -138,7 +141,17 @@ Fields::Fields(const Field& field) : field_(field) {
     const CFStringRef name = cast<CFStringRef>(keys[i], CFStringGetTypeID());
     if (name == nullptr) field.expected("keys that are strings");
     const std::string key = to_text(name);
-    rest_.emplace(key, below(key, values[i]));
+    fields_.emplace(key, below(key, values[i]));
+  }
+}
+
+Fields::Fields(const Field& field, const std::vector<std::string>& known) : Fields(field) {
+  for (const auto& [key, unknown] : fields_) {
+    if (std::find(known.begin(), known.end(), key) == known.end()) {
+      throw Failure(FailureCode::kScenario,
+                    fmt::format("{}: {}: unknown key, expected one of {}", unknown.file,
+                                unknown.path, fmt::join(known, ", ")));
+    }
   }
 }
 
@@ -146,25 +159,13 @@ Field Fields::below(const std::string& key, CFTypeRef value) const {
   return field_.at(value, (field_.path.empty() ? "" : ".") + key);
 }
 
-Field Fields::take(const std::string& key) {
-  return take_if_present(key).value_or(below(key, nullptr));
+Field Fields::get(const std::string& key) const {
+  return get_if_present(key).value_or(below(key, nullptr));
 }
 
-std::optional<Field> Fields::take_if_present(const std::string& key) {
-  known_.push_back(key);
-  const auto found = rest_.find(key);
-  if (found == rest_.end()) return std::nullopt;
-  std::optional<Field> field = std::move(found->second);
-  rest_.erase(found);
-  return field;
-}
-
-void Fields::finish() const {
-  if (rest_.empty()) return;
-  const Field& unknown = rest_.begin()->second;
-  throw Failure(FailureCode::kScenario,
-                fmt::format("{}: {}: unknown key, expected one of {}", unknown.file, unknown.path,
-                            fmt::join(known_, ", ")));
+std::optional<Field> Fields::get_if_present(const std::string& key) const {
+  const auto found = fields_.find(key);
+  return found == fields_.end() ? std::nullopt : std::optional(found->second);
 }
 
 }  // namespace MobileDevice::simulator

@@ -37,31 +37,32 @@ struct Field {
   std::string text() const;
   bool boolean() const;
   std::int64_t integer(std::int64_t low, std::int64_t high) const;
+  /// `what` names the number in the error.
+  double number(const char* what, double low, double high) const;
   Seconds seconds() const;
   CFDictionaryRef dictionary() const;
   std::vector<Field> elements() const;
 };
 
-/// The entries of a dictionary, which are taken one by one.
+/// The entries of a dictionary.
 class Fields {
  public:
   /// @throws Failure  `field` is no dictionary.
   explicit Fields(const Field& field);
+  /// Checks the keys before any value: a misspelt key is an unknown one rather than a missing one.
+  /// @throws Failure  as above, or a key isn't in `known`.
+  Fields(const Field& field, const std::vector<std::string>& known);
 
   /// A missing key gives a field without a value.
-  Field take(const std::string& key);
-  std::optional<Field> take_if_present(const std::string& key);
-  /// All entries that were not taken.
-  const std::map<std::string, Field>& rest() const { return rest_; }
-  /// @throws Failure  an entry was not taken: its key is unknown.
-  void finish() const;
+  Field get(const std::string& key) const;
+  std::optional<Field> get_if_present(const std::string& key) const;
+  const std::map<std::string, Field>& all() const { return fields_; }
 
  private:
   Field below(const std::string& key, CFTypeRef value) const;
 
   Field field_;
-  std::map<std::string, Field> rest_;
-  std::vector<std::string> known_;
+  std::map<std::string, Field> fields_;
 };
 
 }  // namespace MobileDevice::simulator

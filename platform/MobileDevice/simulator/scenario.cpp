@@ -12,6 +12,9 @@
 namespace MobileDevice::simulator {
 namespace {
 
+constexpr double kSmallestTimeScale = 0.001;
+constexpr double kLargestTimeScale = 1'000'000;
+
 template <typename Number>
 Number number_in(const Field& field) {
   return static_cast<Number>(
@@ -19,27 +22,27 @@ Number number_in(const Field& field) {
 }
 
 template <typename Number>
-void read_number(Fields& fields, const char* key, Number& result) {
-  if (const std::optional<Field> field = fields.take_if_present(key))
+void read_number(const Fields& fields, const char* key, Number& result) {
+  if (const std::optional<Field> field = fields.get_if_present(key))
     result = number_in<Number>(*field);
 }
 
-void read_error(Fields& fields, const char* key, AMRError& result) {
+void read_error(const Fields& fields, const char* key, AMRError& result) {
   std::int32_t number = kAMRSuccess;
   read_number(fields, key, number);
   result = AMRError{number};
 }
 
-void read_text(Fields& fields, const char* key, std::optional<std::string>& result) {
-  if (const std::optional<Field> field = fields.take_if_present(key)) result = field->text();
+void read_text(const Fields& fields, const char* key, std::optional<std::string>& result) {
+  if (const std::optional<Field> field = fields.get_if_present(key)) result = field->text();
 }
 
-void read_boolean(Fields& fields, const char* key, bool& result) {
-  if (const std::optional<Field> field = fields.take_if_present(key)) result = field->boolean();
+void read_boolean(const Fields& fields, const char* key, bool& result) {
+  if (const std::optional<Field> field = fields.get_if_present(key)) result = field->boolean();
 }
 
-void read_seconds(Fields& fields, const char* key, Seconds& result) {
-  if (const std::optional<Field> field = fields.take_if_present(key)) result = field->seconds();
+void read_seconds(const Fields& fields, const char* key, Seconds& result) {
+  if (const std::optional<Field> field = fields.get_if_present(key)) result = field->seconds();
 }
 
 std::uint64_t read_ecid(const Field& field) {
@@ -74,19 +77,18 @@ AMRestorableDeviceState read_state(const Field& field) {
 }
 
 RawReport read_raw_report(const Field& field) {
-  Fields fields(field);
+  const Fields fields(field, {"After", "Type", "State"});
   RawReport report;
   read_seconds(fields, "After", report.after);
-  report.type = AMRestorableDeviceNotificationType{number_in<std::int32_t>(fields.take("Type"))};
-  if (const std::optional<Field> state = fields.take_if_present("State"))
+  report.type = AMRestorableDeviceNotificationType{number_in<std::int32_t>(fields.get("Type"))};
+  if (const std::optional<Field> state = fields.get_if_present("State"))
     report.state = read_state(*state);
-  fields.finish();
   return report;
 }
 
 ScriptedStatus read_scripted_status(const Field& field) {
   ScriptedStatus step;
-  Fields fields(field);
+  const Fields fields(field);
   read_seconds(fields, "After", step.after);
   CFMutableDictionaryRef const status =
       CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, field.dictionary());
@@ -96,11 +98,15 @@ ScriptedStatus read_scripted_status(const Field& field) {
 }
 
 DevicePlan read_device(const Field& field) {
-  Fields fields(field);
+  const Fields fields(
+      field, {"ECID", "State", "ProductID", "BoardID", "ChipID", "ProductType", "FusingInfo",
+              "LocationID", "SerialNumber", "ProductString", "AttachAfter", "DetachAfter",
+              "NoRecoveryDevice", "SetAutoBootError", "RebootError", "Notifications", "BootSeconds",
+              "RestoreSeconds", "Restore"});
   DevicePlan plan;
   DeviceProperties& properties = plan.properties;
-  properties.ecid = read_ecid(fields.take("ECID"));
-  properties.state = read_state(fields.take("State"));
+  properties.ecid = read_ecid(fields.get("ECID"));
+  properties.state = read_state(fields.get("State"));
   read_number(fields, "ProductID", properties.product_id);
   read_number(fields, "BoardID", properties.board_id);
   read_number(fields, "ChipID", properties.chip_id);
@@ -110,31 +116,42 @@ DevicePlan read_device(const Field& field) {
   read_text(fields, "SerialNumber", properties.serial_number);
   read_text(fields, "ProductString", properties.product_string);
   read_seconds(fields, "AttachAfter", plan.attach_after);
-  if (const std::optional<Field> detach_after = fields.take_if_present("DetachAfter"))
+  if (const std::optional<Field> detach_after = fields.get_if_present("DetachAfter"))
     plan.detach_after = detach_after->seconds();
   read_boolean(fields, "NoRecoveryDevice", plan.no_recovery_device);
   read_error(fields, "SetAutoBootError", plan.set_auto_boot_error);
   read_error(fields, "RebootError", plan.reboot_error);
-  if (const std::optional<Field> notifications = fields.take_if_present("Notifications")) {
+  if (const std::optional<Field> notifications = fields.get_if_present("Notifications")) {
     for (const Field& element : notifications->elements())
       plan.notifications.push_back(read_raw_report(element));
   }
   read_seconds(fields, "BootSeconds", plan.boot_seconds);
   read_seconds(fields, "RestoreSeconds", plan.restore_seconds);
-  if (const std::optional<Field> restore = fields.take_if_present("Restore")) {
+  if (const std::optional<Field> restore = fields.get_if_present("Restore")) {
+    if (field.all_text)
+      restore->expected("no script in OpenStep text, where every value is text; use XML or binary");
     plan.restore.emplace();
     for (const Field& element : restore->elements())
       plan.restore->push_back(read_scripted_status(element));
   }
-  fields.finish();
   return plan;
 }
 
-void read_texts(Fields& fields, const char* key, std::map<int, std::string>& texts) {
-  const std::optional<Field> field = fields.take_if_present(key);
+void divide_times(DevicePlan& plan, double scale) {
+  plan.attach_after /= scale;
+  if (plan.detach_after) *plan.detach_after /= scale;
+  plan.boot_seconds /= scale;
+  plan.restore_seconds /= scale;
+  for (RawReport& report : plan.notifications) report.after /= scale;
+  if (!plan.restore) return;
+  for (ScriptedStatus& step : *plan.restore) step.after /= scale;
+}
+
+void read_texts(const Fields& fields, const char* key, std::map<int, std::string>& texts) {
+  const std::optional<Field> field = fields.get_if_present(key);
   if (!field) return;
   const Fields by_number(*field);
-  for (const auto& [number_text, text] : by_number.rest()) {
+  for (const auto& [number_text, text] : by_number.all()) {
     const std::optional<std::int64_t> number = parse_integer(number_text);
     if (!number || std::to_string(static_cast<std::int32_t>(*number)) != number_text)
       field->expected("keys that are 32-bit decimal integers, not " + number_text);
@@ -143,11 +160,10 @@ void read_texts(Fields& fields, const char* key, std::map<int, std::string>& tex
 }
 
 Owned<CFErrorRef> read_registration_error(const Field& field) {
-  Fields fields(field);
-  const std::string domain = fields.take("Domain").text();
-  const CFIndex code = number_in<CFIndex>(fields.take("Code"));
-  const std::string description = fields.take("Description").text();
-  fields.finish();
+  const Fields fields(field, {"Domain", "Code", "Description"});
+  const std::string domain = fields.get("Domain").text();
+  const CFIndex code = number_in<CFIndex>(fields.get("Code"));
+  const std::string description = fields.get("Description").text();
   return make_error(domain, code, description);
 }
 
@@ -167,17 +183,23 @@ Plist open_scenario(const std::string& file) {
 
 Scenario read_scenario(const std::string& file) {
   const Plist plist = open_scenario(file);
-  Fields fields(Field{plist.value.get(), file, "", plist.format == kCFPropertyListOpenStepFormat});
+  const Fields fields(
+      Field{plist.value.get(), file, "", plist.format == kCFPropertyListOpenStepFormat},
+      {"Devices", "TimeScale", "OperationTexts", "ErrorTexts", "RegistrationError",
+       "FileLoggingError", "NoDefaultRestoreOptions"});
   Scenario scenario;
-  for (const Field& element : fields.take("Devices").elements())
+  for (const Field& element : fields.get("Devices").elements())
     scenario.devices.push_back(read_device(element));
+  if (const std::optional<Field> scale = fields.get_if_present("TimeScale")) {
+    const double number = scale->number("a number", kSmallestTimeScale, kLargestTimeScale);
+    for (DevicePlan& device : scenario.devices) divide_times(device, number);
+  }
   read_texts(fields, "OperationTexts", scenario.operation_texts);
   read_texts(fields, "ErrorTexts", scenario.error_texts);
-  if (const std::optional<Field> error = fields.take_if_present("RegistrationError"))
+  if (const std::optional<Field> error = fields.get_if_present("RegistrationError"))
     scenario.registration_error = read_registration_error(*error);
   read_number(fields, "FileLoggingError", scenario.file_logging_error);
   read_boolean(fields, "NoDefaultRestoreOptions", scenario.no_default_restore_options);
-  fields.finish();
   return scenario;
 }
 

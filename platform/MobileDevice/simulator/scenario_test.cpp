@@ -68,13 +68,13 @@ TEST(Scenario, AcceptsNumbersUpToTheirBounds) {
       "words",
       "{ Devices = ( { ECID = 12; State = \"-7\"; ProductID = 65535; AttachAfter = \"0.5\";\n"
       "  DetachAfter = 1000000; SetAutoBootError = \"-2147483648\"; NoRecoveryDevice = NO; } );\n"
-      "  FileLoggingError = 0x7FFFFFFF; }"));
+      "  FileLoggingError = 0x7FFFFFFF; TimeScale = \"0.5\"; }"));
   const DevicePlan& plan = words.devices.at(0);
   EXPECT_EQ(plan.properties.ecid, 12u);
   EXPECT_EQ(plan.properties.state, -7);
   EXPECT_EQ(plan.properties.product_id, 65535);
-  EXPECT_EQ(plan.attach_after, Seconds(0.5));
-  EXPECT_EQ(plan.detach_after, Seconds(1000000));
+  EXPECT_EQ(plan.attach_after, Seconds(1));
+  EXPECT_EQ(plan.detach_after, Seconds(2000000));
   EXPECT_EQ(plan.set_auto_boot_error, INT32_MIN);
   EXPECT_FALSE(plan.no_recovery_device);
   EXPECT_EQ(words.file_logging_error, INT32_MAX);

@@ -100,8 +100,7 @@ TEST(Simulator, ReportsScenarioEvents) {
 }
 
 TEST(Simulator, AutoBootDecidesStateAfterReboot) {
-  Lab& lab = start_lab(
-      "{ ECID = 1; State = Recovery; BootSeconds = \"0.01\"; Restore = ( { Status = Odd; } ); }");
+  Lab& lab = start_lab("{ ECID = 1; State = Recovery; BootSeconds = \"0.01\"; }");
   const std::shared_ptr<Attachment> first = lab.recorder.attachment(0);
   EXPECT_TRUE(first->takes_recovery_commands());
   EXPECT_EQ(first->set_auto_boot(false), kAMRSuccess);
