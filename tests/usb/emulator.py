@@ -21,28 +21,10 @@ import gi
 
 from support.program import PROGRAM
 from support.scenario import ECID
+from usb.devices import DEVICES, SETUP, Device, make_identity
 
 gi.require_version("UMockdev", "1.0")
 from gi.repository import GLib, UMockdev  # noqa: E402: of that version
-
-APPLE = 0x05AC
-CHIP = "CPID:8020 CPRV:11 CPFM:03 SCEP:01 BDID:0E ECID:{} IBFL:3C "
-RECOVERY_SERIAL = CHIP + "SRNM:[F2LXXXXXXXXX]"
-DFU_SERIAL = CHIP + "SRTG:[Loader-1.0]"
-Identity = collections.namedtuple("Identity", "vendor product serial name")
-DEVICES = {
-    "recovery": Identity(APPLE, 0x1281, RECOVERY_SERIAL, "Apple Mobile Device (Recovery Mode)"),
-    "dfu": Identity(APPLE, 0x1227, DFU_SERIAL, "Apple Mobile Device (DFU Mode)"),
-    "other": Identity(0x1234, 0x5678, "1234", "Keyboard"),
-    "hub": Identity(0x1D6B, 2, "", ""),
-}
-
-# USB 2.0, chapter 9
-SETUP = struct.Struct("<BBHHH")
-DEVICE_DESCRIPTOR = struct.Struct("<BBHBBBBHHHBBBB")
-MANUFACTURER, PRODUCT, SERIAL = 2, 3, 4  # indexes of strings
-# One configuration, and its one interface, which is of DFU's class and has no more endpoints.
-CONFIGURATION = bytes([9, 2, 18, 0, 1, 1, 0, 0xC0, 250, 9, 4, 0, 0, 0, 0, 0xFE, 1, 0, 0])
 
 # linux/usbdevice_fs.h
 SUBMIT, DISCARD, REAP, REAP_NOW, CLAIM, CAPABILITIES = 10, 11, 12, 13, 15, 26
@@ -60,19 +42,13 @@ def resolve(data, offset, size) -> UMockdev.IoctlData:
     return target
 
 
-class Device:
-    """A plugged device. One that comes back is another."""
-
+class EmulatedDevice(Device):
     def __init__(self, path, bus, number, identity, sysfs):
+        super().__init__(os.path.basename(path), identity)
         self.path = "/sys" + path
-        self.port = os.path.basename(path)
         self.node = f"/dev/bus/usb/{bus:03}/{number:03}"
-        self.strings = {SERIAL: identity.serial, PRODUCT: identity.name}
         self.gone = False
-        self.faults = []  # [beginning of an operation, what it meets, how many more times]
-        numbers = (18, 1, 0x200, 0, 0, 0, 64, identity.vendor, identity.product, 0)
-        descriptors = DEVICE_DESCRIPTOR.pack(*numbers, MANUFACTURER, PRODUCT, SERIAL, 1)
-        descriptors += CONFIGURATION
+        descriptors = b"".join(self.descriptors.values())
         self.description = (
             f"P: {path}\nN: {self.node[5:]}\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\n"
             f"E: DEVNAME={self.node}\nA: bConfigurationValue=1\\n\nA: speed=480\\n\n"
@@ -80,28 +56,6 @@ class Device:
         )
         if sysfs:
             self.description += f"A: serial={identity.serial}\\n\nA: product={identity.name}\\n\n"
-
-    def take_fault(self, operation) -> str:
-        """What the operation ends in."""
-        for fault in self.faults:
-            if operation.startswith(fault[0]) and fault[2] != 0:
-                fault[2] -= 1
-                return fault[1]
-        return "ok"
-
-    def control(self, transfer) -> tuple:
-        """The operation that a control transfer asks for, what it ends in, and the answer."""
-        kind, request, value, index, length = SETUP.unpack_from(transfer)
-        sent = transfer[SETUP.size :].decode("latin-1")
-        string = self.strings.get(value & 0xFF)
-        if (kind, request, value >> 8, index) == (0x80, 6, 3, 0x0409) and string is not None:
-            operation = f"string:{value & 0xFF}"
-            answer = bytes([2 * len(string) + 2, 3]) + string.encode("utf-16-le")
-        elif (kind, request, value, index) == (0x40, 0, 0, 0) and sent.endswith("\0"):
-            operation, answer = sent[:-1], b""
-        else:
-            return f"control {transfer.hex()}", "stall", b""
-        return operation, self.take_fault(operation), answer[:length]
 
 
 @dataclasses.dataclass
@@ -157,13 +111,11 @@ class Emulator:
             path += "/" + hub
             if hub not in self.by_port:
                 self._plug(path, int(bus), DEVICES["hub"], sysfs=False)
-        identity = DEVICES[kind]._replace(**changes)
-        identity = identity._replace(serial=identity.serial.format(ecid))
-        self._plug(f"{path}/{port}", int(bus), identity, sysfs)
+        self._plug(f"{path}/{port}", int(bus), make_identity(kind, ecid, **changes), sysfs)
 
     def _plug(self, path, bus, identity, sysfs):
         self.last_number[bus] += 1
-        device = Device(path, bus, self.last_number[bus], identity, sysfs)
+        device = EmulatedDevice(path, bus, self.last_number[bus], identity, sysfs)
         self.by_port[device.port] = self.by_node[device.node] = device
         self.testbed.attach_ioctl(device.node, self.handler)
         self.testbed.add_from_string(device.description)  # which sends the uevent, too
@@ -175,8 +127,8 @@ class Emulator:
         self.testbed.remove_device(device.path)
 
     def fault(self, port, operation, action, count=1):
-        """The next `count` operations (-1: all) that begin so end in `action`: stall, hang, garble
-        (a protocol error), each perhaps with -and-leave (the device is unplugged meanwhile); busy
+        """The next `count` operations (-1: all) that begin so end in `action`: ok, stall, hang,
+        garble (a protocol error), each perhaps with -and-leave (the device is then unplugged); busy
         or unconfigured for "claim"; "swap SERIAL" for "open": another device has taken its place
         and no one was told."""
         self.by_port[port].faults.append([operation, action, count])
@@ -239,10 +191,10 @@ class Emulator:
             return errno.EINVAL
         buffer = resolve(data, URB_BUFFER, size)
         transfer = bytes(buffer.retrieve())
-        operation, result, answer = device.control(transfer)
+        operation, result, answer = device.control(transfer[: SETUP.size], transfer[SETUP.size :])
         self._saw(device, operation, result)
         urb = Urb(client, data, buffer, operation, hangs=result.startswith("hang"))
-        if result == "ok":
+        if result.startswith("ok"):
             urb.answer = answer
             urb.transferred = len(answer) if transfer[0] & 0x80 else size - SETUP.size
         else:

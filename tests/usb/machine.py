@@ -1,4 +1,4 @@
-"""The program, run against emulated USB devices."""
+"""The program, run against USB devices of a test machine: emulated ones, or the kernel's."""
 
 import pathlib
 import subprocess
@@ -6,7 +6,6 @@ import tempfile
 import unittest
 
 from support.program import FOUND, PROGRAM, Result, collect
-from usb.emulator import Emulator
 
 INFO = ("--device-info", *FOUND, "--ecid")
 EXIT_RECOVERY = ("--exit-recovery", *FOUND, "--ecid")
@@ -15,16 +14,16 @@ STAY_IN_RECOVERY = ("--no-exit-recovery", *FOUND, "--ecid")
 
 class UsbTest(unittest.TestCase):
     maxDiff = None
+    make_machine = None  # of a subclass; what it returns has add, remove, fault, seen_by and close
 
     def setUp(self):
-        self.usb = Emulator()
+        self.usb = self.make_machine()
         self.addCleanup(self.usb.close)
         self.directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.directory.chmod(0o755)
 
     def start(self, *arguments, program=PROGRAM, prefix=()) -> subprocess.Popen:
-        self.read = ""
-        return subprocess.Popen(
+        process = subprocess.Popen(
             [*prefix, program, *arguments],
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
@@ -32,20 +31,22 @@ class UsbTest(unittest.TestCase):
             env=self.usb.environment,
             bufsize=0,  # so that read_until leaves the rest to finish
         )
+        process.read = ""
+        return process
 
     def read_until(self, process, *texts) -> bool:
         """Reads debug lines until each of the texts has stood in one of its own. False: the program
         ended before."""
         missing = list(texts)
         while missing and (line := process.stderr.readline().decode()):
-            self.read += line
+            process.read += line
             found = next((text for text in missing if text in line), None)
             if found:
                 missing.remove(found)
         return not missing
 
     def finish(self, process, status=0) -> Result:
-        return collect(self, process, status, self.read)
+        return collect(self, process, status, process.read)
 
     def run_program(self, *arguments, status=0, **options) -> Result:
         return self.finish(self.start(*arguments, **options), status)

@@ -4,10 +4,13 @@ import plistlib
 
 from support.program import FOUND, error
 from support.scenario import ECID
+from usb.emulator import Emulator
 from usb.machine import EXIT_RECOVERY, INFO, UsbTest
 
 
 class DiscoveryTest(UsbTest):
+    make_machine = Emulator
+
     def info(self, ecid, **options) -> dict:
         [(kind, value)] = self.run_program(*INFO, ecid, **options).messages
         self.assertEqual(kind, "DeviceInfo")

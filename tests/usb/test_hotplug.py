@@ -3,7 +3,8 @@
 import re
 
 from support.scenario import ECID
-from usb.emulator import APPLE
+from usb.devices import APPLE
+from usb.emulator import Emulator
 from usb.machine import INFO, UsbTest
 
 PAIRS = 120
@@ -14,6 +15,8 @@ NEIGHBOUR = "0000000000000099"
 
 
 class HotplugTest(UsbTest):
+    make_machine = Emulator
+
     def test_finds_a_device_that_comes_amid_many(self):
         self.usb.add("1-9", ecid=NEIGHBOUR)
         process = self.start("--debug", *INFO, ECID)
