@@ -82,9 +82,12 @@ void UsbAttachment::mark_left() {
 /// have got its address before it was opened, but not after. So sysfs now describes the opened
 /// device, or a later one at the same address; in that case the opened device has left and accepts
 /// no transfers.
-int UsbAttachment::open_checked(OpenDevice& owner) const {
+int UsbAttachment::open_checked(OpenDevice& owner) {
   libusb_device_handle* opened = nullptr;
-  if (const int error = libusb_open(device_.get(), &opened); error != 0) return error;
+  if (const int error = libusb_open(device_.get(), &opened); error != 0) {
+    // An I/O error may mean that the device leaves: the kernel has to wake it to open it.
+    return error == LIBUSB_ERROR_IO && leaves_in_time() ? LIBUSB_ERROR_NO_DEVICE : error;
+  }
   owner.reset(opened);
   std::optional<std::string> serial = read_sysfs_strings(device_.get()).serial;
   if (!serial) {

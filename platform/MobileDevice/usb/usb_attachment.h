@@ -26,7 +26,7 @@ class UsbAttachment final : public Attachment {
   void mark_left();
 
  private:
-  int open_checked(OpenDevice& owner) const;
+  int open_checked(OpenDevice& owner);
   bool leaves_in_time();
 
   const DeviceReference device_;
