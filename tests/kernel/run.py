@@ -1,0 +1,36 @@
+"""Runs the tests in the guest and prints a line for each check. scripts/check-kernel looks for the
+last line."""
+
+import os
+import sys
+import time
+import unittest
+
+
+class Result(unittest.TextTestResult):
+    """A subtest is a check of its own."""
+
+    checks = 0
+
+    def addSubTest(self, test, subtest, error):
+        super().addSubTest(test, subtest, error)
+        self.checks += 1
+        print("  ok" if error is None else "  FAILED", subtest._message, flush=True)
+
+    def startTest(self, test):
+        self.started = time.monotonic()
+        super().startTest(test)
+
+    def addSuccess(self, test):
+        self.checks += 1
+        super().addSuccess(test)
+
+    def stopTest(self, test):
+        super().stopTest(test)
+        print(f"  {time.monotonic() - self.started:.1f} s", flush=True)
+
+
+tests = unittest.defaultTestLoader.discover("kernel", top_level_dir=".")
+result = unittest.TextTestRunner(sys.stdout, verbosity=2, resultclass=Result).run(tests)
+if result.wasSuccessful():
+    print(f"kernel: {result.checks} checks passed on Linux {os.uname().release}")

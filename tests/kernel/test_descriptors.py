@@ -1,0 +1,99 @@
+"""What devices say of themselves, as the kernel and the program understand it."""
+
+import fcntl
+import os
+import struct
+
+from kernel.kernel_test import KernelTest, without_charging_driver
+from support.program import error
+from support.scenario import ECID
+from usb.machine import EXIT_RECOVERY, INFO, STAY_IN_RECOVERY
+
+CLAIM, RESET = 0x8004550F, 0x5514  # linux/usbdevice_fs.h
+LONG = "CPID:8020 ECID:00000000000000A1 SRNM:["
+LONG += "x" * (125 - len(LONG)) + "]"  # 126 characters, the most that a descriptor holds
+FOUND_SERIALS = {
+    "00000000000000A1": LONG,
+    "00000000000000A2": "ECID:00000000000000a2",
+    "00000000000000A3": "ECID:00000000000000A3 ECID:00000000000000B3",
+    "00000000000000A4": "SRNM:[F\u00fc\U0001f642] ECID:00000000000000A4",
+}
+IGNORED_SERIALS = [None, "", "CPID:8020 SRNM:[F2LXXXXXXXXX]", "\u00fc\U0001f642", "ECID:"]
+IGNORING = "Ignoring AMRestorableDevice with invalid ECID"
+
+
+class DescriptorsTest(KernelTest):
+    def info(self, ecid) -> dict:
+        [(_, value)] = self.run_program(*INFO, ecid).messages
+        return value
+
+    def test_odd_serial_strings(self):
+        serials = [*FOUND_SERIALS.values(), *IGNORED_SERIALS]
+        for number, serial in enumerate(serials, start=1):
+            self.usb.add(f"1-{number}", serial=serial)
+        process = self.start("--debug", *INFO, "00000000000000FF")
+        adding = [f"Adding '{ecid}'" for ecid in FOUND_SERIALS]
+        self.assertTrue(self.read_until(process, *adding, *[IGNORING] * len(IGNORED_SERIALS)))
+        self.usb.add("1-14", ecid="00000000000000FF", name="Ger\u00e4t \U0001f642")
+        [(_, value)] = self.finish(process).messages
+        self.assertEqual(value["ProductString"], "Ger\u00e4t \U0001f642")
+        self.assertEqual(self.info("00000000000000A1")["SerialNumber"], LONG[38:-1])
+        self.assertEqual(self.info("00000000000000A4")["SerialNumber"], "F\u00fc\U0001f642")
+
+    def test_string_requests_that_fail_or_take_four_seconds(self):
+        """The kernel waits five seconds for a string, the program two."""
+        slow = ["string:4", "slow 4", 1]
+        self.usb.add("1-1", ecid="00000000000000A1", faults=[["string", "stall", -1]])
+        self.usb.add("1-2", ecid="00000000000000A2", sysfs=False, faults=[slow])
+        self.usb.add("3-1", ecid="00000000000000A3", faults=[slow])
+        self.usb.add("1-3", ecid="00000000000000A4", sysfs=False)
+        process = self.start("--debug", *INFO, ECID)
+        found = ("Adding '00000000000000A3'", "Adding '00000000000000A4'")
+        self.assertTrue(self.read_until(process, *found, IGNORING, IGNORING))
+        self.usb.add("1-4")
+        self.finish(process)
+        line = (*STAY_IN_RECOVERY, "00000000000000A4")
+        self.assertEqual(self.run_program(*line).messages, [("CommandSuccess", True)])
+
+    def test_no_configuration(self):
+        self.usb.add("1-1", faults=[["configure", "stall", -1]])
+        result = self.run_program(*STAY_IN_RECOVERY, ECID)
+        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assertEqual(self.usb.attribute("1-1", "bConfigurationValue"), "")
+
+    def test_another_program_holds_or_resets_the_device(self):
+        self.usb.add("1-1")
+        self.usb.wait_for("1-1")
+        with open(self.usb.node("1-1"), "rb+", buffering=0) as node:
+            fcntl.ioctl(node, CLAIM, struct.pack("I", 0))
+            result = self.run_program(*STAY_IN_RECOVERY, ECID, status=6)
+            text = "Another program holds the device; end that program and retry"
+            reason = f"SetAutoBoot command failed ({text})"
+            self.assertEqual(result.messages, [error(6, reason)])
+        number = self.usb.attribute("1-1", "devnum")
+        with open(self.usb.node("1-1"), "rb+", buffering=0) as node:
+            fcntl.ioctl(node, RESET)  # the kernel enumerates it anew, under its old numbers
+        result = self.run_program(*STAY_IN_RECOVERY, ECID)
+        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assertEqual(self.usb.attribute("1-1", "devnum"), number)
+
+    def test_two_devices_of_one_ecid(self):
+        """One of them gets all commands."""
+        self.usb.add("1-1")
+        self.usb.add("1-2")
+        self.usb.wait_for("1-1")
+        self.usb.wait_for("1-2")
+        self.usb.seen.clear()
+        result = self.run_program(*STAY_IN_RECOVERY, ECID)
+        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        ports = {line.split()[0] for line in self.usb.seen}
+        self.assertEqual((len(ports), len(self.usb.seen)), (1, 2))
+
+    def test_suspended_device(self):
+        with without_charging_driver():
+            self.usb.add("1-1")
+            self.usb.suspend("1-1")
+            self.assertEqual(self.info(ECID)["ECID"], ECID)
+            self.assertEqual(self.usb.attribute("1-1", "power/runtime_status"), "suspended")
+            result = self.run_program(*EXIT_RECOVERY, ECID)
+            self.assertEqual(result.messages, [("CommandSuccess", True)])

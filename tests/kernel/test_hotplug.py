@@ -1,0 +1,132 @@
+"""Devices that come and go."""
+
+import collections
+import pathlib
+import re
+
+from kernel.kernel_test import KernelTest, without_charging_driver
+from kernel.virtual_bus import CONTROLLER, wait_until
+from support.program import error
+from support.scenario import ECID
+from usb.machine import EXIT_RECOVERY, INFO, STAY_IN_RECOVERY
+
+HUBS = (1, 3, 5, 7, 9, 11, 13, 15)
+CYCLES = 13  # at each hub
+HUB_DRIVER = pathlib.Path("/sys/bus/usb/drivers/hub")
+CONTROLLER_DRIVER = pathlib.Path("/sys/bus/platform/drivers/vhci_hcd")
+LEFT = "The device has left; plug it in again and retry"
+
+
+class HotplugTest(KernelTest):
+    def wait_for_info(self):
+        """The program, which waits for the device ECID."""
+        process = self.start("--debug", *INFO, ECID)
+        self.assertTrue(self.read_until(process, "Waiting for device"))
+        return process
+
+    def assert_reported(self, process, change, ecids):
+        self.assertTrue(self.read_until(process, *[f"{change} '{ecid}'" for ecid in ecids]))
+
+    def assert_found(self, process) -> list:
+        """Plugs in the device that the program waits for. Returns what else came and left."""
+        self.usb.add("1-15")
+        result = self.finish(process)
+        [(_, value)] = result.messages
+        self.assertEqual(value["ECID"], ECID)
+        changes = re.findall(r"(Adding|Removing) '(\w+)'", result.stderr)
+        changes.remove(("Adding", ECID))
+        return changes
+
+    def test_a_hundred_devices_come_and_go_while_one_is_awaited(self):
+        process = self.wait_for_info()
+        for cycle in range(1, CYCLES + 1):
+            ecids = {f"{hub}-1": f"{cycle:08X}{hub:08X}" for hub in HUBS}
+            for port, ecid in ecids.items():
+                self.usb.add(port, ("recovery", "dfu")[cycle % 2], ecid=ecid)
+            self.assert_reported(process, "Adding", ecids.values())
+            for port in ecids:
+                self.usb.remove(port)
+            self.assert_reported(process, "Removing", ecids.values())
+        changes = self.assert_found(process)
+        came = [ecid for change, ecid in changes if change == "Adding"]
+        left = [ecid for change, ecid in changes if change == "Removing"]
+        self.assertEqual(len(came), len(HUBS) * CYCLES)
+        self.assertEqual(sorted(came), sorted(left))
+
+    def test_fourteen_at_once(self):
+        ecids = [f"{number:016X}" for number in range(1, 15)]
+        process = self.wait_for_info()
+        for number, ecid in enumerate(ecids, start=1):
+            self.usb.add(f"1-{number}", ("recovery", "dfu")[number % 2], ecid=ecid)
+        self.assert_reported(process, "Adding", ecids)
+        self.assert_found(process)
+        self.assert_listed(*ecids, ECID)
+
+    def test_leaves_while_the_kernel_enumerates_it(self):
+        process = self.wait_for_info()
+        for number, operation in enumerate(
+            ("descriptor:1", "descriptor:2", "string:4", "configure")
+        ):
+            fault = [operation, "stall-and-leave", 1]
+            self.usb.add(f"{2 * number + 1}-1", ecid="00000000000000AA", faults=[fault])
+        wait_until(lambda: not self.usb.by_port)
+        self.usb.close()
+        came_and_left = collections.Counter(change for change, _ in self.assert_found(process))
+        self.assertEqual(came_and_left["Adding"], came_and_left["Removing"])
+
+    def test_leaves_while_it_is_opened(self):
+        """A suspended device is asked for its status when it is opened."""
+        with without_charging_driver():
+            self.usb.add("1-1")
+            self.usb.suspend("1-1")
+            self.usb.fault("1-1", "status", "stall-and-leave")
+            result = self.run_program(*STAY_IN_RECOVERY, ECID, status=6)
+            self.assertEqual(result.messages, [error(6, f"SetAutoBoot command failed ({LEFT})")])
+
+    def test_a_hub_leaves_with_eight_devices(self):
+        """While one of them hangs in a command. They come back when the hub does."""
+        ecids = [f"{number:016X}" for number in range(1, 9)]
+        waiting = self.wait_for_info()
+        for number, ecid in enumerate(ecids, start=1):
+            self.usb.add(f"1-{number}", ecid=ecid)
+        self.assert_reported(waiting, "Adding", ecids)
+        self.usb.fault("1-1", "setenv", "hang")
+        commanded = self.start(*STAY_IN_RECOVERY, ecids[0])
+        wait_until(lambda: "1-1 setenv auto-boot false -> hang" in self.usb.seen)
+        (HUB_DRIVER / "unbind").write_text("1-0:1.0")
+        messages = self.finish(commanded, 6).messages
+        self.assertEqual(messages, [error(6, f"SetAutoBoot command failed ({LEFT})")])
+        self.assert_reported(waiting, "Removing", ecids)
+        (HUB_DRIVER / "bind").write_text("1-0:1.0")
+        self.assert_reported(waiting, "Adding", ecids)
+        changes = self.assert_found(waiting)
+        expected = [(change, ecid) for ecid in ecids for change in ("Adding", "Removing", "Adding")]
+        self.assertEqual(sorted(changes, key=lambda change: change[1]), expected)
+
+    def test_another_device_comes_under_the_same_numbers(self):
+        """The controller counts from the beginning when its driver is bound again."""
+        numbers = []
+        waiting = self.wait_for_info()
+        for ecid in ("00000000000000A1", "00000000000000A2"):
+            self.rebind_controller()
+            self.usb.add("1-1", ecid=ecid)
+            self.assert_reported(waiting, "Adding", [ecid])
+            numbers.append(self.usb.node("1-1"))
+            self.usb.remove("1-1")
+            self.assert_reported(waiting, "Removing", [ecid])
+        self.assertEqual(numbers[0], numbers[1])
+        self.assert_found(waiting)
+
+    def rebind_controller(self):
+        (CONTROLLER_DRIVER / "unbind").write_text(CONTROLLER.name)
+        (CONTROLLER_DRIVER / "bind").write_text(CONTROLLER.name)
+
+    def test_reboots_into_another_mode(self):
+        for returns_as, product in (("dfu", 0x1227), ("recovery", 0x1281)):
+            self.usb.add("1-1")
+            result = self.run_program(*EXIT_RECOVERY, ECID)
+            self.assertEqual(result.messages, [("CommandSuccess", True)])
+            self.usb.add("1-1", returns_as)
+            [(_, value)] = self.run_program(*INFO, ECID).messages
+            self.assertEqual(value["ProductID"], product)
+            self.usb.remove("1-1")

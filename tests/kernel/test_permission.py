@@ -1,0 +1,49 @@
+"""Who may open a device, by udev's rules. The Debian package brings the rule."""
+
+import pathlib
+import subprocess
+
+from kernel.kernel_test import KernelTest
+from support.program import error
+from support.scenario import ECID
+from usb.machine import INFO, STAY_IN_RECOVERY
+
+[PACKAGE] = pathlib.Path("/").glob("korvrestore_*.deb")
+PLUGDEV = 46  # Debian's number of the group
+NOBODY = ("setpriv", "--reuid=65534", "--regid=65534")
+STRANGER = (*NOBODY, "--clear-groups")
+MEMBER = (*NOBODY, f"--groups={PLUGDEV}")
+ADVICE = (
+    "No permission to open the device; install the udev rule 70-korvrestore.rules and plug the "
+    "device in again"
+)
+
+
+class PermissionTest(KernelTest):
+    def dpkg(self, *arguments):
+        subprocess.run(["dpkg", "--force-depends", *arguments], check=True)
+
+    def assert_permitted(self, *users):
+        """Of root, a member of the group and a stranger only `users` may send a command; all may ask
+        for the properties."""
+        self.usb.add("1-1")
+        self.usb.wait_for("1-1")
+        subprocess.run(["udevadm", "settle"], check=True)
+        for user in ((), MEMBER, STRANGER):
+            with self.subTest(f"{' '.join(user)} of {len(users)}"):
+                result = self.run_program(*INFO, ECID, prefix=user)
+                self.assertEqual(result.messages[0][0], "DeviceInfo")
+                expected = error(6, f"SetAutoBoot command failed ({ADVICE})")
+                if user in users:
+                    expected = ("CommandSuccess", True)
+                status = 0 if user in users else 6
+                result = self.run_program(*STAY_IN_RECOVERY, ECID, prefix=user, status=status)
+                self.assertEqual(result.messages, [expected])
+        self.usb.remove("1-1")
+
+    def test_the_package_brings_and_removes_the_rule(self):
+        self.assert_permitted(())
+        self.dpkg("--install", str(PACKAGE))
+        self.assert_permitted((), MEMBER)
+        self.dpkg("--remove", "korvrestore")
+        self.assert_permitted(())

@@ -1,0 +1,8 @@
+"""The Recovery commands."""
+
+from kernel.kernel_test import KernelTest
+from usb.cases import RecoveryCases
+
+
+class RecoveryTest(RecoveryCases, KernelTest):
+    pass
