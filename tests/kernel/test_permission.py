@@ -24,7 +24,7 @@ class PermissionTest(KernelTest):
         subprocess.run(["dpkg", "--force-depends", *arguments], check=True)
 
     def assert_permitted(self, *users):
-        """Of root, a member of the group and a stranger only `users` may send a command; all may ask
+        """Of root, a member of the group and a stranger, `users` may send a command. All may ask
         for the properties."""
         self.usb.add("1-1")
         self.usb.wait_for("1-1")
