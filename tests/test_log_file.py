@@ -1,6 +1,10 @@
 """--amr-logfile: the content of the file."""
 
+import functools
+import os
 import re
+import resource
+import signal
 import stat
 
 from support.program import FOUND, PROGRAM, ProgramTest
@@ -27,6 +31,22 @@ class LogFileTest(ProgramTest):
         self.assertEqual(first, " ".join((PROGRAM, *line)))
         calls = [(AUTO_BOOT, 0), (REBOOT, 0), (AUTO_BOOT, 21), ("AMRestorableDeviceRestore()", 0)]
         self.assertEqual(entries, [f"TIME {ECID} {call}: {result}" for call, result in calls])
+
+    def test_log_that_cannot_be_written_is_ignored(self):
+        """A FIFO without a reader, a file size limit, and no descriptor left for the log."""
+        line = ("--list-devices", "--detect-timeout", "0")
+        os.mkfifo(self.directory / "fifo")
+        self.run_program(*line, "--amr-logfile", str(self.directory / "fifo"))
+        for limit, value in ((resource.RLIMIT_FSIZE, 0), (resource.RLIMIT_NOFILE, 4)):
+            with self.subTest(limit):
+                set_limit = functools.partial(resource.setrlimit, limit, (value, value))
+                result = self.run_program(*line, *self.logging, preexec_fn=set_limit)
+                self.assertEqual(result.messages, [("DeviceList", [])])
+
+    def test_missing_descriptor_is_not_mistaken_for_the_log(self):
+        line = ("--exit-recovery", "--ecid", ECID, *FOUND, "--output-pipe", "3")
+        self.run_program(*line, *self.logging, devices=[device()], status=-signal.SIGABRT)
+        self.assertFalse(self.log.exists())
 
     def test_refused_command_is_logged(self):
         self.run_program(*self.logging, "--foo", status=3)

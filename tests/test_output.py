@@ -50,6 +50,15 @@ class OutputTest(ProgramTest):
         pipe.started()
         return run
 
+    def test_nonblocking_standard_output_loses_nothing(self):
+        """As when the reader's event loop shares the descriptor."""
+        with SmallPipe(blocking=False) as pipe:
+            run = self.start(*RESTORE, devices=burst(1000), stdout=pipe.writer)
+            pipe.started()
+            values = [value for _, value in pipe.messages(chunk=1500)]
+            run.finish(self)
+            self.assertEqual([value["Sequence"] for value in values[:-1]], list(range(1000)))
+
     def test_slow_reader_gets_every_message(self):
         """The pipe has room for few messages and is read in small pieces."""
         for count, blocking in ((20_000, True), (1_000, False)):

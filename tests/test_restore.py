@@ -49,6 +49,12 @@ class BundleTest(CasesTest):
             self.assertEqual({value["Status"] for value in reports[:-1]}, {"Restoring"})
             self.assertEqual(reports[-1], THE_END)
 
+    def test_timeout_leaves_no_scratch_directory(self):
+        """The restore is still writing when the tool removes the directory."""
+        phone = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
+        for _ in range(30):
+            self.run_program(*self.line, "--restore-timeout", "0", devices=[phone])
+
     def test_erase_chooses_the_identity(self):
         """The identity for erasing can't be written, and the failure names its file."""
         self.ipsw.write_bytes(ipsw(manifest(identity("Update"), identity("Erase", Null=NULL))))

@@ -36,19 +36,27 @@ inline Flags flags_of(const CFRuntimeBase& base) noexcept {
   return static_cast<Flags>(info_of(base).load(std::memory_order_relaxed));
 }
 
+/// Ends the process with one line on standard error.
+[[noreturn]] void fatal(const char* message) noexcept;
+
+/// What a failed allocation of an object means. A small one ends the process: nothing could be
+/// reported without memory. A larger one, whose size depends on a file, gives NULL.
+inline void check_allocation(const void* object, std::size_t size) noexcept {
+  constexpr std::size_t kLargestSmallSize = 65536;
+  if (object == nullptr && size <= kLargestSmallSize) fatal("no memory for an object");
+}
+
 /// A new object with one reference and `trailing` bytes behind it, all but the base
-/// uninitialised. NULL when memory is short or the allocator is kCFAllocatorNull.
+/// uninitialised. NULL when memory is short for a large one or the allocator is kCFAllocatorNull.
 template <typename Object>
 Object* create(CFAllocatorRef allocator, TypeID type, std::size_t trailing = 0,
                Flags flags = 0) noexcept {
   if (allocator == kCFAllocatorNull) return nullptr;
   Object* const object = static_cast<Object*>(std::malloc(sizeof(Object) + trailing));
+  check_allocation(object, sizeof(Object) + trailing);
   if (object != nullptr) object->base = new_base(type, flags);
   return object;
 }
-
-/// Ends the process after a programming error, with one line on standard error.
-[[noreturn]] void fatal(const char* message) noexcept;
 
 /// "<TYPE 0x... [0x...]>" with the addresses of the object and of its allocator.
 std::string description_head(CFTypeRef cf, std::string_view type_name);

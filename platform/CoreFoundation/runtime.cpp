@@ -69,8 +69,9 @@ CFTypeRef _CFRuntimeCreateInstance(CFAllocatorRef allocator, CFTypeID type_id, C
                                    unsigned char* /*category*/) {
   const CFRuntimeClass* const cls = class_of_type(type_id);
   if (cls == nullptr || extra_bytes < 0 || allocator == kCFAllocatorNull) return nullptr;
-  void* const object =
-      std::calloc(1, sizeof(CFRuntimeBase) + static_cast<std::size_t>(extra_bytes));
+  const std::size_t size = sizeof(CFRuntimeBase) + static_cast<std::size_t>(extra_bytes);
+  void* const object = std::calloc(1, size);
+  cf::check_allocation(object, size);
   if (object == nullptr) return nullptr;
   *static_cast<CFRuntimeBase*>(object) = cf::new_base(type_id);
   if (cls->init != nullptr) cls->init(object);

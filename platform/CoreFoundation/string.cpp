@@ -30,8 +30,10 @@ std::uint64_t fold(std::uint64_t a, std::uint64_t b) noexcept {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
+constexpr std::size_t kLongest = std::numeric_limits<std::uint32_t>::max();
+
 __CFString* create_string(CFAllocatorRef allocator, std::string_view text) noexcept {
-  if (text.size() > std::numeric_limits<std::uint32_t>::max()) return nullptr;
+  if (text.size() > kLongest) return nullptr;
   __CFString* const string = cf::create<__CFString>(allocator, cf::kString, text.size());
   if (string == nullptr) return nullptr;
   string->size = static_cast<std::uint32_t>(text.size());
@@ -118,8 +120,9 @@ CFTypeID CFStringGetTypeID(void) { return cf::kString; }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char* c_str,
                                       CFStringEncoding encoding) {
-  const std::string_view text(c_str);
-  return is_valid(text, encoding) ? create_string(alloc, text) : nullptr;
+  return CFStringCreateWithBytes(alloc, reinterpret_cast<const UInt8*>(c_str),
+                                 static_cast<CFIndex>(std::strlen(c_str)), encoding,
+                                 /*is_external_representation=*/false);
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex num_bytes,
@@ -129,7 +132,11 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CF
   if (is_external_representation && encoding == kCFStringEncodingUTF8 &&
       text.starts_with(kByteOrderMark))
     text.remove_prefix(kByteOrderMark.size());
-  return is_valid(text, encoding) ? create_string(alloc, text) : nullptr;
+  if (!is_valid(text, encoding)) return nullptr;
+  const CFStringRef string = create_string(alloc, text);
+  if (string == nullptr && alloc != kCFAllocatorNull && text.size() <= kLongest)
+    cf::fatal("no memory for a string");  // NULL would mean a text that isn't valid
+  return string;
 }
 
 CFIndex CFStringGetLength(CFStringRef string) { return string->length; }

@@ -106,7 +106,7 @@ struct device_notifier_state {
   std::optional<TY::ecid> ecid;
   duration restoreTimeout = std::chrono::hours(2);
   std::promise<void> completion;  // fulfilled when a restore has ended or a report was lost
-  callback_gate gate{this};       // the last member: it closes before the others are destroyed
+  std::optional<callback_gate> gate{this};  // empty once the destructor has closed it
 
  private:
   void deviceReported(AMRestorableDeviceRef device, AMRestorableDeviceNotificationType type);

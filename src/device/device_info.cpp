@@ -46,6 +46,7 @@ CFMutableDictionaryRef make_cftype(const device_info& info) noexcept {
 CFMutableArrayRef make_cftype(std::span<const TY::ecid> ecids) noexcept {
   const CFMutableArrayRef array = CFArrayCreateMutable(
       kCFAllocatorDefault, static_cast<CFIndex>(ecids.size()), &kCFTypeArrayCallBacks);
+  if (array == nullptr) no_memory();
   for (const TY::ecid& ecid : ecids) {
     const cf_string text = make_cfstring(std::string(ecid));
     if (text) CFArrayAppendValue(array, text.get());
@@ -68,7 +69,7 @@ void device_notifier_state::printDeviceInfo(AMRestorableDeviceRef device) {
           take_string(AMRestorableDeviceCopySerialNumber(device)))
     info.serialNumber.emplace(*serial);
   info.productString = take_string(AMRestorableDeviceCopyProductString(device));
-  const cf_object dictionary(make_cftype(info));
+  const auto dictionary = not_null<cf_object>(make_cftype(info));
   outputter->print_value(CFSTR("DeviceInfo"), dictionary.get());
 }
 

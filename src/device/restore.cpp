@@ -57,7 +57,8 @@ std::optional<restore_status> read_status(CFDictionaryRef dictionary) {
 
 /// The report as a message value: safe for XML, with the operation's name.
 cf_mutable_dictionary make_report(CFDictionaryRef sanitized, operation_type operation) {
-  cf_mutable_dictionary report(CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, sanitized));
+  auto report = not_null<cf_mutable_dictionary>(
+      CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, sanitized));
   if (operation != operation_type::ended) {
     const cf_string name(
         AMRLocalizedCopyStringForAMROperation(static_cast<std::int32_t>(operation)));

@@ -1,5 +1,7 @@
 #include "driver/command_line.h"
 
+#include <fcntl.h>
+
 #include <boost/lexical_cast/try_lexical_convert.hpp>
 #include <boost/program_options/errors.hpp>
 #include <boost/program_options/parsers.hpp>
@@ -106,6 +108,13 @@ void begin_log_with_command_line(const std::string& log_file, int argc, const ch
   log.write(line, ec);
 }
 
+/// Whether messages can be written. If the descriptor of --output-pipe isn't open, no file may be
+/// opened: it could get that number, and be taken for the output until the first write fails.
+bool output_is_open(const start_options& options) {
+  if (!options.output_pipe || !std::in_range<int>(*options.output_pipe)) return true;
+  return ::fcntl(static_cast<int>(*options.output_pipe), F_GETFD) >= 0;
+}
+
 }  // namespace
 
 std::tuple<start_options, po::options_description, cf_error> parse_arguments(int argc,
@@ -113,7 +122,7 @@ std::tuple<start_options, po::options_description, cf_error> parse_arguments(int
   start_options options;
   const po::options_description description = describe(options);
   cf_error error = parse(argc, argv, description);
-  if (options.amr_logfile && argv[0] != nullptr)
+  if (options.amr_logfile && argv[0] != nullptr && output_is_open(options))
     begin_log_with_command_line(*options.amr_logfile, argc, argv);
   return {options, description, std::move(error)};
 }

@@ -16,7 +16,7 @@ cf_string make_reason(std::string text) {
   if (!reason) {
     std::replace_if(
         text.begin(), text.end(), [](char c) { return (c & 0x80) != 0; }, '?');
-    reason.reset(
+    reason = not_null<cf_string>(
         CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8));
   }
   return reason;
@@ -41,13 +41,13 @@ CFStringRef ErrorDescription(Error code) noexcept {
 }
 
 cf_error CreateDomainError(Error code, const std::string& reason) noexcept {
-  const cf_mutable_dictionary user_info(CFDictionaryCreateMutable(
+  const auto user_info = not_null<cf_mutable_dictionary>(CFDictionaryCreateMutable(
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
   CFDictionarySetValue(user_info.get(), kCFErrorLocalizedDescriptionKey, ErrorDescription(code));
   CFDictionarySetValue(user_info.get(), kCFErrorLocalizedFailureReasonKey,
                        make_reason(reason).get());
-  return cf_error(CFErrorCreate(kCFAllocatorDefault, CFSTR("korvrestore"),
-                                static_cast<CFIndex>(code), user_info.get()));
+  return not_null<cf_error>(CFErrorCreate(kCFAllocatorDefault, CFSTR("korvrestore"),
+                                          static_cast<CFIndex>(code), user_info.get()));
 }
 
 int GetCode(CFErrorRef error) noexcept {

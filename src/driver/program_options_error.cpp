@@ -20,13 +20,21 @@ struct error_words : po::error_with_option_name {
 };
 
 /// Boost replaces placeholders, such as "%value%", by words of the command line until its text has
-/// no placeholder left. A word that contains one would keep it busy until memory runs out. So
-/// another character replaces the per cent signs of words while Boost creates the text.
+/// no placeholder left. A word that contains one would keep it busy until memory runs out. So a
+/// character that no word contains replaces the per cent signs of words while Boost creates the
+/// text.
 std::string text_of(std::exception& exception) {
-  constexpr char percent_stand_in = '\x01';
   auto* const error = dynamic_cast<po::error_with_option_name*>(&exception);
   if (error == nullptr) return exception.what();
-  for (auto& [placeholder, word] : error->*error_words::member)
+  auto& words = error->*error_words::member;
+  const auto is_used = [&](char character) {
+    return std::any_of(words.begin(), words.end(), [&](const auto& entry) {
+      return entry.second.find(character) != std::string::npos;
+    });
+  };
+  char percent_stand_in = '\x01';
+  while (percent_stand_in < '\x1f' && is_used(percent_stand_in)) ++percent_stand_in;
+  for (auto& [placeholder, word] : words)
     std::replace(word.begin(), word.end(), '%', percent_stand_in);
   std::string text = error->what();
   std::replace(text.begin(), text.end(), percent_stand_in, '%');

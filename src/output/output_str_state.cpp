@@ -44,7 +44,7 @@ void output_str_state::print_value(CFStringRef type, CFTypeRef value) {
     return;
   }
 
-  const cf_mutable_dictionary envelope(CFDictionaryCreateMutable(
+  const auto envelope = not_null<cf_mutable_dictionary>(CFDictionaryCreateMutable(
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
   CFDictionarySetValue(envelope.get(), CFSTR("Type"), type);
   CFDictionarySetValue(envelope.get(), CFSTR("Value"), value);

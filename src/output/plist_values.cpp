@@ -15,7 +15,7 @@ bool is_kept_as_it_is(CFTypeID type) {
 cf_object sanitized_array(CFArrayRef array, on_error policy) {
   const CFMutableArrayRef copy =
       CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
-  cf_object result(copy);
+  cf_object result = not_null<cf_object>(copy);
   const CFIndex count = CFArrayGetCount(array);
   for (CFIndex i = 0; i < count; ++i) {
     const cf_object element = sanitized(CFArrayGetValueAtIndex(array, i), policy);
@@ -51,7 +51,7 @@ cf_object sanitized_dictionary(CFDictionaryRef dictionary, on_error policy) {
       CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
                                 &kCFTypeDictionaryValueCallBacks),
       policy, false};
-  cf_object result(state.copy);
+  cf_object result = not_null<cf_object>(state.copy);
   CFDictionaryApplyFunction(dictionary, copy_sanitized_entry, &state);
   return state.failed ? nullptr : std::move(result);
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/system/system_error.hpp>
@@ -49,16 +50,17 @@ std::string for_reading(const std::string& path) {
 
 }  // namespace
 
-base::base() : descriptor_(non_async_executor()), mutex_(std::make_unique<file_mutex>(-1)) {}
+base::base() : mutex_(std::make_unique<file_mutex>(-1)) {}
 
 template <typename Lock>
 void base::open_and_assign(const std::string& path, int flags, const std::string& failure,
                            Lock& lock) {
+  if (!descriptor_) descriptor_.emplace(non_async_executor());
   const int opened = ::open(path.c_str(), flags, created_file_mode);
   if (opened < 0) throw boost::system::system_error(last_error(), failure);
 
   boost::system::error_code not_assigned;
-  descriptor_.assign(opened, not_assigned);
+  descriptor_->assign(opened, not_assigned);
   if (not_assigned) {
     ::close(opened);
     throw boost::system::system_error(not_assigned, failure);
@@ -71,12 +73,17 @@ void base::open_and_assign(const std::string& path, int flags, const std::string
   lock = std::move(attempt);
 }
 
+base::stream& base::descriptor() {
+  if (!descriptor_) throw boost::system::system_error(boost::asio::error::bad_descriptor);
+  return *descriptor_;
+}
+
 template <typename Lock>
 void base::close(Lock& lock) {
   if (lock.owns_lock()) lock.unlock();
   lock = Lock();
   boost::system::error_code ignored;
-  descriptor_.close(ignored);
+  if (descriptor_) descriptor_->close(ignored);
 }
 
 readable_file::readable_file(const std::string& path) {
@@ -95,7 +102,7 @@ void readable_file::close() { base::close(lock_); }
 
 std::int64_t readable_file::get_total_size() {
   struct stat status;
-  if (fstat(descriptor_.native_handle(), &status) != 0) {
+  if (fstat(descriptor().native_handle(), &status) != 0) {
     const boost::system::error_code error = last_error();
     throw boost::system::system_error(error, fmt::format("when getting size of file '{}'", path_));
   }
@@ -122,7 +129,7 @@ std::vector<unsigned char> readable_file::allocate_for_whole_file(std::uint64_t 
 
 std::vector<unsigned char> readable_file::read_whole_file_impl(std::uint64_t maximum_size) {
   std::vector<unsigned char> content = allocate_for_whole_file(maximum_size);
-  if (!content.empty()) boost::asio::read(descriptor_, boost::asio::buffer(content));
+  if (!content.empty()) boost::asio::read(descriptor(), boost::asio::buffer(content));
   return content;
 }
 
@@ -132,7 +139,7 @@ std::vector<unsigned char> readable_file::read_whole_file_impl(std::uint64_t max
       ec, std::vector<unsigned char>(), [&] { return allocate_for_whole_file(maximum_size); });
   for (std::size_t done = 0; !ec && done < content.size();) {
     const std::size_t next = std::min(largest_transfer, content.size() - done);
-    done += descriptor_.read_some(boost::asio::buffer(content.data() + done, next), ec);
+    done += descriptor().read_some(boost::asio::buffer(content.data() + done, next), ec);
   }
   return content;
 }
@@ -171,11 +178,14 @@ writable_file writable_file::open_append(const std::string& path, boost::system:
 void writable_file::close() { base::close(lock_); }
 
 void writable_file::write(std::string_view text) {
-  boost::asio::write(descriptor_, boost::asio::buffer(text));
+  boost::asio::write(descriptor(), boost::asio::buffer(text));
 }
 
 void writable_file::write(std::string_view text, boost::system::error_code& ec) {
-  boost::asio::write(descriptor_, boost::asio::buffer(text), ec);
+  captured(ec, 0, [&] {
+    write(text);
+    return 0;
+  });
 }
 
 }  // namespace TY::file

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <shared_mutex>
 #include <string>
 #include <string_view>
@@ -33,8 +34,13 @@ class base {
   template <typename Lock>
   void close(Lock& lock);
 
+  using stream = boost::asio::posix::basic_stream_descriptor<non_async_executor>;
+  /// @throws boost::system::system_error  no file was ever opened
+  stream& descriptor();
+
   std::string path_;
-  boost::asio::posix::basic_stream_descriptor<non_async_executor> descriptor_;
+  std::optional<stream>
+      descriptor_;  // empty until the first opening: Asio needs descriptors for it
   std::unique_ptr<file_mutex> mutex_;  // on the heap because the locks point to it
 };
 

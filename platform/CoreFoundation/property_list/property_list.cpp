@@ -7,6 +7,7 @@
 #include <new>
 #include <string>
 
+#include "../object.h"
 #include "../utf8.h"
 #include "utf16.h"
 
@@ -85,6 +86,8 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef /*allocator*/, CFPropertyListR
     if (format != kCFPropertyListXMLFormat_v1_0)
       throw cf::PropertyListError("Property lists are only written in XML format");
     return cf::write_xml(property_list).release();
+  } catch (const std::bad_alloc&) {
+    cf::fatal("no memory to write a property list");  // its caller would lose a message
   } catch (const std::exception& e) {
     cf::report(error, kCFPropertyListWriteStreamError, e.what());
     return nullptr;
@@ -102,6 +105,9 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef /*allocator*/, CFD
     cf::Result result = cf::read(bytes);
     if (format != nullptr) *format = result.format;
     return result.object.release();
+  } catch (const std::bad_alloc&) {
+    cf::report(error, kCFPropertyListReadCorruptError, "no memory");
+    return nullptr;
   } catch (const std::exception& e) {
     cf::report(error, kCFPropertyListReadCorruptError, e.what());
     return nullptr;

@@ -17,28 +17,23 @@ namespace {
 /// The member of the properties, or its type's zero if the handle is NULL.
 template <typename Member>
 Member property(AMRestorableDeviceRef device, Member DeviceProperties::*member) noexcept {
-  if (device == nullptr) return Member{};
-  return guarded(Member{}, [&] { return device->reported.properties().*member; });
+  return device == nullptr ? Member{} : device->reported.property(member);
 }
 
 CFStringRef copy_string(AMRestorableDeviceRef device,
                         std::optional<std::string> DeviceProperties::*member) noexcept {
   const std::optional<std::string> text = property(device, member);
-  if (!text) return nullptr;
-  return guarded(CFStringRef{}, [&] { return MobileDevice::make_cfstring(*text).release(); });
+  return text ? MobileDevice::make_cfstring(*text).release() : nullptr;
 }
 
 /// Sends `command` to the device and logs its result as `call`.
 AMRError logged(AMRecoveryModeDeviceRef device, std::string_view call,
                 const std::function<AMRError(Attachment&)>& command) noexcept {
   if (device == nullptr) return MobileDevice::kAMRInvalidArgument;
-  return guarded(MobileDevice::kAMRInternalError, [&] {
-    // Guarded once more, so that a command that throws is logged too.
-    const AMRError result =
-        guarded(MobileDevice::kAMRInternalError, [&] { return command(*device->attachment); });
-    library().log_file.write(device->attachment->properties().ecid, call, result);
-    return result;
-  });
+  const AMRError result =
+      guarded(MobileDevice::kAMRInternalError, [&] { return command(*device->attachment); });
+  library().log_file.write(device->attachment->properties().ecid, call, result);
+  return result;
 }
 
 }  // namespace

@@ -30,9 +30,12 @@ class FakeAttachment final : public Attachment {
   bool takes_recovery_commands() const override { return values.state == 2; }
   AMRError set_auto_boot(bool on) override { return on ? kAMRSuccess : AMRError{-3}; }
   AMRError reboot() override { throw std::runtime_error("lost"); }
-  void restore(CFDictionaryRef, StatusReceiver) override {}
+  void restore(CFDictionaryRef, StatusReceiver) override {
+    if (restore_fails) throw std::runtime_error("no thread");
+  }
 
   DeviceProperties values;
+  bool restore_fails = false;
 };
 
 class FakeBackend final : public Backend {
@@ -205,6 +208,22 @@ TEST_F(Front, CallsReachDeviceAndLog) {
                           " 001A2B3C4D5E6F70 AMRecoveryModeDeviceSetAutoBoot(false): -3",
                           " 001A2B3C4D5E6F70 AMRecoveryModeDeviceReboot(): 2",
                           " 001A2B3C4D5E6F70 AMRestorableDeviceRestore(): 0"}));
+}
+
+TEST_F(Front, RestoreThatCannotStartIsReported) {
+  attach(1)->restore_fails = true;
+  Client client;
+  drain();
+  const Owned<CFMutableDictionaryRef> options(AMRestoreCreateDefaultOptions(nullptr));
+  const auto describe = [](AMRestorableDeviceRef, CFDictionaryRef status, void* context) {
+    const Owned<CFStringRef> text(CFCopyDescription(status));
+    *static_cast<std::string*>(context) += to_text(text.get());
+  };
+  std::string report;
+  EXPECT_EQ(AMRestorableDeviceRestore(client.kept.at(0).get(), options.get(), describe, &report),
+            kAMRInternalError);
+  for (const char* part : {"Failed", "no thread", "100"})
+    EXPECT_NE(report.find(part), std::string::npos) << report;
 }
 
 TEST_F(Front, WrongArgumentsReturnErrors) {

@@ -37,11 +37,6 @@ ReportedDevice::ReportedDevice(std::shared_ptr<Attachment> attachment,
                                DeviceProperties properties) noexcept
     : attachment_(std::move(attachment)), properties_(std::move(properties)) {}
 
-DeviceProperties ReportedDevice::properties() const {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  return properties_;
-}
-
 void ReportedDevice::set_properties(DeviceProperties properties) {
   const std::lock_guard<std::mutex> lock(mutex_);
   properties_ = std::move(properties);

@@ -18,7 +18,11 @@ class ReportedDevice {
   ReportedDevice(std::shared_ptr<Attachment> attachment, DeviceProperties properties) noexcept;
 
   const std::shared_ptr<Attachment>& attachment() const { return attachment_; }
-  DeviceProperties properties() const;
+  template <typename Member>
+  Member property(Member DeviceProperties::*member) const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return properties_.*member;
+  }
   void set_properties(DeviceProperties properties);
 
  private:

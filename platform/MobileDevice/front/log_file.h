@@ -17,7 +17,7 @@ class LogFile {
   bool open(const char* path);
   /// Writes one line: the time, the ECID, the call and its result. Does nothing without an open
   /// file.
-  void write(std::uint64_t ecid, std::string_view call, AMRError result);
+  void write(std::uint64_t ecid, std::string_view call, AMRError result) noexcept;
 
  private:
   std::mutex mutex_;

@@ -1,8 +1,10 @@
 /// The C API's functions for restores: default options, log file, restore.
+#include <exception>
 #include <memory>
 
 #include "../cf_values.h"
 #include "../operation_and_error_numbers.h"
+#include "../status_report.h"
 #include "guarded.h"
 #include "handle.h"
 #include "library.h"
@@ -34,17 +36,21 @@ AMRError AMRestorableDeviceRestore(AMRestorableDeviceRef device, CFDictionaryRef
                                    AMRestorableDeviceRestoreCallback callback, void* context) {
   if (device == nullptr || options == nullptr || callback == nullptr)
     return MobileDevice::kAMRInvalidArgument;
-  const AMRError result = guarded(MobileDevice::kAMRInternalError, [&] {
-    const std::shared_ptr<_AMRestorableDevice> handle(MobileDevice::retained(device));
-    device->reported.attachment()->restore(options,
-                                           [handle, callback, context](CFDictionaryRef status) {
-                                             callback(handle.get(), status, context);
-                                           });
-    return kAMRSuccess;
-  });
-  return guarded(MobileDevice::kAMRInternalError, [&] {
-    library().log_file.write(AMRestorableDeviceGetECID(device), "AMRestorableDeviceRestore()",
-                             result);
-    return result;
-  });
+  const std::shared_ptr<_AMRestorableDevice> handle(MobileDevice::retained(device));
+  const MobileDevice::StatusReceiver receiver = [handle, callback,
+                                                 context](CFDictionaryRef status) {
+    callback(handle.get(), status, context);
+  };
+  AMRError result = kAMRSuccess;
+  try {
+    device->reported.attachment()->restore(options, receiver);
+  } catch (const std::exception& failure) {
+    result = MobileDevice::kAMRInternalError;
+    const MobileDevice::Owned<CFErrorRef> error =
+        MobileDevice::make_error("MobileDevice", result, failure.what());
+    receiver(MobileDevice::make_failure_report(error.get()).get());
+  }
+  library().log_file.write(AMRestorableDeviceGetECID(device), "AMRestorableDeviceRestore()",
+                           result);
+  return result;
 }

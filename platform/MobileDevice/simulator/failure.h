@@ -20,10 +20,23 @@ enum class FailureCode : CFIndex {
   kInternal = 8,
 };
 
+/// The beginning and the end of a text of more than 2,000 bytes, cut between characters of UTF-8.
+inline std::string shortened(const std::string& text) {
+  constexpr std::size_t kLongest = 2000, kKept = 900;
+  if (text.size() <= kLongest) return text;
+  const auto is_inside = [&](std::size_t at) { return (text[at] & 0xC0) == 0x80; };
+  std::size_t head = kKept, tail = text.size() - kKept;
+  while (head > 0 && is_inside(head)) --head;
+  while (tail < text.size() && is_inside(tail)) ++tail;
+  return text.substr(0, head) + " ... " + text.substr(tail);
+}
+
 /// The text names the file and the problem.
 class Failure : public std::runtime_error {
  public:
-  Failure(FailureCode code, const std::string& text) : std::runtime_error(text), code_(code) {}
+  /// The middle of a long text is left out: it quotes names and values of a file, of any length.
+  Failure(FailureCode code, const std::string& text)
+      : std::runtime_error(shortened(text)), code_(code) {}
   Owned<CFErrorRef> error() const {
     return make_error("MobileDeviceSimulator", static_cast<CFIndex>(code_), what());
   }

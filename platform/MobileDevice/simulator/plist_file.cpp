@@ -1,8 +1,9 @@
 #include "plist_file.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
+#include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <fstream>
 #include <stdexcept>
@@ -12,6 +13,7 @@ namespace MobileDevice::simulator {
 namespace {
 
 constexpr std::size_t kLargestFile = 64 << 20;
+constexpr std::size_t kPiece = 65536;  // read at once
 
 [[noreturn]] void fail(const std::string& file, const std::string& why) {
   throw std::runtime_error(fmt::format("{}: {}", file, why));
@@ -34,15 +36,27 @@ std::vector<UInt8> read_file(const std::string& file) {
   errno = 0;
   std::ifstream stream(file, std::ios::binary);
   std::vector<UInt8> bytes;
-  std::array<char, 65536> buffer;
   while (stream) {
-    stream.read(buffer.data(), buffer.size());
-    bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + stream.gcount());
+    const std::size_t size = bytes.size();
+    bytes.resize(size + kPiece);
+    stream.read(reinterpret_cast<char*>(bytes.data() + size), kPiece);
+    bytes.resize(size + static_cast<std::size_t>(stream.gcount()));
     if (bytes.size() > kLargestFile) fail(file, "larger than 64 MiB");
   }
   if (stream.eof()) return bytes;
   if (errno == EISDIR) fail(file, "is a directory, expected a property-list file");
   fail(file, system_text(errno));
+}
+
+bool write_all(int file, const UInt8* bytes, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(file, bytes, size);
+    if (written < 0 && errno != EINTR) return false;
+    if (written < 0) continue;
+    bytes += written;
+    size -= static_cast<std::size_t>(written);
+  }
+  return true;
 }
 
 }  // namespace
@@ -67,17 +81,18 @@ Plist read_plist_file(const std::string& file) {
   }
 }
 
-void write_plist_file(CFPropertyListRef value, const std::string& file) {
+void write_plist_file(CFPropertyListRef value, int folder, const char* name) {
   CFErrorRef error = nullptr;
   const Owned<CFDataRef> data(CFPropertyListCreateData(
       kCFAllocatorDefault, value, kCFPropertyListXMLFormat_v1_0, /*options=*/0, &error));
-  if (data == nullptr) fail(file, why(error));
-  errno = 0;
-  std::ofstream stream(file, std::ios::binary | std::ios::trunc);
-  stream.write(reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
-               CFDataGetLength(data.get()));
-  stream.close();
-  if (!stream) fail(file, system_text(errno));
+  if (data == nullptr) fail(name, why(error));
+  const int file = ::openat(folder, name, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const bool written =
+      file >= 0 && write_all(file, CFDataGetBytePtr(data.get()),
+                             static_cast<std::size_t>(CFDataGetLength(data.get())));
+  const int failed = errno;
+  if (file >= 0 && ::close(file) != 0 && written) fail(name, system_text(errno));
+  if (!written) fail(name, system_text(failed));
 }
 
 }  // namespace MobileDevice::simulator

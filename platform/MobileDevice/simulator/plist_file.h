@@ -20,7 +20,8 @@ Plist parse_plist(const std::vector<UInt8>& bytes);
 Plist read_plist_file(const std::string& file);
 
 /// @throws std::runtime_error  the value can't be written to the file as XML; the text gives the
-///     reason.
-void write_plist_file(CFPropertyListRef value, const std::string& file);
+/// Writes the value as XML to the file `name` in the open `folder`.
+/// @throws std::runtime_error  what failed, after the name.
+void write_plist_file(CFPropertyListRef value, int folder, const char* name);
 
 }  // namespace MobileDevice::simulator

@@ -1,11 +1,8 @@
 #include "restore.h"
 
-#include <fmt/format.h>
-
 #include <array>
-#include <filesystem>
+#include <new>
 #include <string>
-#include <system_error>
 #include <thread>
 
 #include "../operation_and_error_numbers.h"
@@ -13,7 +10,6 @@
 #include "build_identity.h"
 #include "failure.h"
 #include "ipsw.h"
-#include "plist_file.h"
 
 namespace MobileDevice::simulator {
 namespace {
@@ -41,9 +37,13 @@ class Reporter {
   Reporter(Seconds duration, const StayUntil& stay_until, const StatusReceiver& receiver)
       : duration_(duration), stay_until_(stay_until), receiver_(receiver) {}
 
-  void report(Step step, const char* status = "Restoring") const {
-    if (!stay_until_(after(start_, duration_ * step.progress / 100)))
+  void check_presence(Clock::time_point due = Clock::time_point::min()) const {
+    if (!stay_until_(due))
       throw Failure(FailureCode::kDeviceLeft, "the device left during the restore");
+  }
+
+  void report(Step step, const char* status = "Restoring") const {
+    check_presence(after(start_, duration_ * step.progress / 100));
     receiver_(make_status_report(status, step.operation, step.progress, nullptr).get());
   }
 
@@ -54,44 +54,23 @@ class Reporter {
   const StatusReceiver& receiver_;
 };
 
-std::string path_option(CFDictionaryRef options, const char* key) {
-  const CFStringRef path = cast<CFStringRef>(
-      CFDictionaryGetValue(options, make_cfstring(key).get()), CFStringGetTypeID());
-  std::string text = path == nullptr ? "" : to_text(path);
-  if (text.empty() || text.find('\0') != std::string::npos) {
-    throw Failure(FailureCode::kOptions,
-                  fmt::format("restore options: {}: expected a path, a string", key));
-  }
-  return text;
-}
-
-void write_personalized_bundle(CFDictionaryRef manifest, const std::string& directory) {
-  try {
-    std::filesystem::create_directories(directory);
-    write_plist_file(manifest, directory + "/BuildManifest.plist");
-  } catch (const std::system_error& failure) {
-    throw Failure(FailureCode::kPersonalizedBundle,
-                  fmt::format("{}: {}", directory, failure.code().message()));
-  } catch (const std::runtime_error& failure) {
-    throw Failure(FailureCode::kPersonalizedBundle, failure.what());
-  }
-}
-
-void restore(const DeviceProperties& device, CFDictionaryRef options, const Reporter& reporter) {
+void restore(const DeviceProperties& device, CFDictionaryRef options,
+             const PersonalizedFolder& folder, const Reporter& reporter) {
   reporter.report({kOperationCheckBundle, 0});
   const std::string bundle = path_option(options, "RestoreBundlePath");
-  const std::string personalized = path_option(options, "PersonalizedRestoreBundlePath");
+  folder.check_path();
   Ipsw ipsw(bundle);
   int progress = 0;
   ipsw.verify([&](double share) {
     const int now = static_cast<int>(share * kProgressWhenChecked);
     for (; progress < now; ++progress) reporter.report({kOperationCheckBundle, progress + 1});
+    reporter.check_presence();
   });
   reporter.report({kOperationPersonalizeBundle, kProgressWhenChecked + 2});
   const Owned<CFDictionaryRef> manifest =
       personalize(ipsw.build_manifest().value.get(), device,
                   CFDictionaryGetValue(options, CFSTR("AuthInstallRestoreBehavior")), bundle);
-  write_personalized_bundle(manifest.get(), personalized);
+  folder.write(manifest.get());
   for (const Step& step : kStepsAfterPersonalizing) reporter.report(step);
   reporter.report({kOperationEnd, 100}, "Successful");
 }
@@ -107,14 +86,17 @@ void play_script(const std::vector<ScriptedStatus>& script, const StatusReceiver
   }
 }
 
-void run_course(const DeviceProperties& device, CFDictionaryRef options, Seconds duration,
-                const StayUntil& stay_until, const StatusReceiver& receiver) {
+void run_course(const DeviceProperties& device, CFDictionaryRef options,
+                const PersonalizedFolder& folder, Seconds duration, const StayUntil& stay_until,
+                const StatusReceiver& receiver) {
   Owned<CFErrorRef> error;
   try {
-    restore(device, options, Reporter(duration, stay_until, receiver));
+    restore(device, options, folder, Reporter(duration, stay_until, receiver));
     return;
   } catch (const Failure& failure) {
     error = failure.error();
+  } catch (const std::bad_alloc&) {
+    error = Failure(FailureCode::kInternal, "no memory").error();
   } catch (const std::exception& failure) {
     error = Failure(FailureCode::kInternal, failure.what()).error();
   }

@@ -39,7 +39,10 @@ AMRError SimulatedAttachment::reboot() {
 
 void SimulatedAttachment::restore(CFDictionaryRef options, StatusReceiver receiver) {
   const std::shared_ptr<const __CFDictionary> kept(retained(options));
-  std::thread([self = shared_from_this(), here = is_here(), kept, receiver = std::move(receiver)] {
+  const bool here = is_here();
+  std::shared_ptr<const PersonalizedFolder> folder;
+  if (here && !device_.plan().restore) folder = std::make_shared<PersonalizedFolder>(options);
+  std::thread([self = shared_from_this(), here, kept, folder, receiver = std::move(receiver)] {
     const DevicePlan& plan = self->device_.plan();
     if (!here) {
       report_absence(receiver);
@@ -47,7 +50,7 @@ void SimulatedAttachment::restore(CFDictionaryRef options, StatusReceiver receiv
       play_script(*plan.restore, receiver);
     } else {
       run_course(
-          plan.properties, kept.get(), plan.restore_seconds,
+          plan.properties, kept.get(), *folder, plan.restore_seconds,
           [&](Clock::time_point due) { return self->stay_until(due); }, receiver);
     }
   }).detach();

@@ -3,7 +3,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <new>
@@ -42,6 +41,7 @@ constexpr std::uint32_t kSignature = 0x07064B50;
 constexpr std::size_t kSize = 20, kEnd64Offset = 8;
 }  // namespace end64_locator
 
+constexpr std::size_t kPieceSize = 65536;  // bytes handed over at once
 constexpr std::size_t kLongestComment = 0xFFFF;
 constexpr std::uint32_t kInZip64Field = 0xFFFFFFFF;
 constexpr std::uint16_t kZip64Field = 1;
@@ -100,22 +100,23 @@ class Inflation {
 
   /// @return  whether the deflated data has ended
   bool unpack(std::uint8_t* bytes, std::size_t size, const ZipArchive::Receiver& receive) {
-    std::array<std::uint8_t, 65536> piece;
     stream_.next_in = bytes;
     stream_.avail_in = static_cast<uInt>(size);
     int result = Z_OK;
     do {
-      stream_.next_out = piece.data();
-      stream_.avail_out = piece.size();
+      stream_.next_out = piece_.data();
+      stream_.avail_out = static_cast<uInt>(piece_.size());
       result = inflate(&stream_, Z_NO_FLUSH);
+      if (result == Z_MEM_ERROR) throw std::bad_alloc();
       if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) fail("damaged");
-      receive(piece.data(), piece.size() - stream_.avail_out);
+      receive(piece_.data(), piece_.size() - stream_.avail_out);
     } while (result == Z_OK && stream_.avail_out == 0);
     return result == Z_STREAM_END;
   }
 
  private:
   z_stream stream_{};
+  Bytes piece_ = Bytes(kPieceSize);  // not on the stack, which may be small
 };
 
 }  // namespace
@@ -152,7 +153,7 @@ void ZipArchive::read(const Entry& entry, const Receiver& receive) {
     if (size > entry.size) fail("longer than its entry says");
     receive(bytes, count);
   };
-  std::array<std::uint8_t, 65536> piece;
+  Bytes piece(kPieceSize);
   Inflation inflation;
   bool ended = false;
   for (std::uint64_t left = entry.packed_size; left > 0 && !ended;) {
