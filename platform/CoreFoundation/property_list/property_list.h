@@ -27,6 +27,14 @@ Owned<CFDataRef> write_xml(CFTypeRef property_list);
 /// @throws PropertyListError, as do the readers below, when the text is malformed.
 Owned<CFTypeRef> read_xml(std::string_view text, const char* encoding);
 
+/// The two halves of read_xml: one is fast, but returns NULL for anything that property-list
+/// writers don't write; what it accepts, the other accepts with equal values.
+Owned<CFTypeRef> read_xml_directly(std::string_view text);
+/// @param piece  how many bytes expat gets at a time, which it copies; more while a token doesn't
+///               end.
+Owned<CFTypeRef> read_xml_with_expat(std::string_view text, const char* encoding,
+                                     std::size_t piece = std::size_t{64} * 1024);
+
 Owned<CFTypeRef> read_binary(std::string_view bytes);
 
 Owned<CFTypeRef> read_openstep(std::string_view valid_utf8);

@@ -10,12 +10,11 @@
 #include <string>
 #include <vector>
 
-#include "../string_object.h"
 #include "base64.h"
 #include "date_text.h"
-#include "long_run.h"
 #include "number_parse.h"
 #include "property_list.h"
+#include "recent_keys.h"
 #include "value_stack.h"
 
 namespace cf {
@@ -60,34 +59,15 @@ std::optional<Element> element_named(std::string_view name) {
 
 constexpr const char* kBadBase64 = "Bad base64 text in <data>";
 
-bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-constexpr std::array<bool, 256> make_plain_characters() {
-  std::array<bool, 256> plain{};
-  std::fill(plain.begin() + ' ', plain.begin() + 0x80, true);
-  for (const char c : {'\t', '\n', '\r'}) plain[static_cast<unsigned char>(c)] = true;
-  for (const char c : {'&', '<', '>', ']'}) plain[static_cast<unsigned char>(c)] = false;
-  return plain;
-}
-
-/// What stands for itself in every encoding that expat reads byte by byte, and is no part of markup
-/// or of the "]]>" that no text may hold.
-constexpr std::array<bool, 256> kPlain = make_plain_characters();
-
-bool is_plain(char c) { return kPlain[static_cast<unsigned char>(c)]; }
-
-/// The start of `text` up to the first character of which `holds` is false.
-template <typename Predicate>
-std::string_view prefix(std::string_view text, const Predicate& holds) {
-  const auto end = std::find_if_not(text.begin(), text.end(), holds);
-  return text.substr(0, static_cast<std::size_t>(end - text.begin()));
+bool is_all_space(std::string_view text) {
+  return text.find_first_not_of(" \t\n\r") == std::string_view::npos;
 }
 
 class XmlReader {
  public:
   XmlReader(std::string_view source, const char* encoding);
 
-  Owned<CFTypeRef> read();
+  Owned<CFTypeRef> read(std::size_t least_piece);
 
  private:
   struct Container {
@@ -101,6 +81,7 @@ class XmlReader {
   static void handle(void* self, Args... args) noexcept {
     XmlReader& reader = *static_cast<XmlReader*>(self);
     if (reader.failure_ != nullptr) return;
+    reader.has_moved_ = true;
     try {
       (reader.*kMember)(args...);
     } catch (...) {
@@ -116,16 +97,14 @@ class XmlReader {
   void instruction(const XML_Char* target, const XML_Char* data);
   void start_document_type(const XML_Char*, const XML_Char*, const XML_Char*, int has_subset);
   void skip_entity(const XML_Char* name, int is_parameter_entity);
+  void other(const XML_Char* text, int length);
 
-  void parse(std::string_view piece, bool is_last);
-  std::size_t take_run(std::string_view run);
-  /// Where in source_ the parser stands.
-  std::size_t position() const;
+  /// How the current event is written in the source.
+  const std::string& raw_event();
   void check_place(Element element) const;
   void refuse_inside_leaf() const;
   /// NULL when the text is none of that element.
   Owned<CFTypeRef> make_leaf(Element element);
-  Owned<CFTypeRef> make_key();
   [[noreturn]] void fail(const std::string& why) const;
 
   struct ParserDeleter {
@@ -135,18 +114,15 @@ class XmlReader {
   const std::string_view source_;
   const std::unique_ptr<XML_ParserStruct, ParserDeleter> parser_;
   std::exception_ptr failure_;
-  std::size_t skipped_ = 0;  // bytes of source_ so far that expat hasn't seen
-  std::size_t tag_ = 0;      // where in source_ the last tag stands that expat reported
+  bool has_moved_ = false;  // expat has reported something since it got the last piece
   bool in_plist_ = false;
   std::vector<Container> containers_;
   ValueStack values_;
   std::optional<Element> leaf_;
-  // The text of the open leaf, but for <data>, stands either in the one or in the other.
-  std::string text_;
-  std::string_view plain_text_;  // in source_
+  std::string text_;  // of the open leaf, unless that is <data>
   Base64Decoder data_;
-  // Most dictionaries of a list have the same few keys, so these are shared.
-  std::array<Owned<CFStringRef>, 256> recent_keys_;
+  std::string raw_event_;
+  RecentKeys keys_;
 };
 
 XmlReader::XmlReader(std::string_view source, const char* encoding)
@@ -160,81 +136,53 @@ XmlReader::XmlReader(std::string_view source, const char* encoding)
   XML_SetProcessingInstructionHandler(parser, handle<&XmlReader::instruction>);
   XML_SetStartDoctypeDeclHandler(parser, handle<&XmlReader::start_document_type>);
   XML_SetSkippedEntityHandler(parser, handle<&XmlReader::skip_entity>);
-}
-
-/// Expat hands text over line by line, which makes it slow on long ones. So these go past it: the
-/// source is fed in pieces that end with the tag before a long run of other bytes. When expat finds
-/// no tag there (in a comment, say), the rest is fed at once, or a comment full of them would be
-/// read as often as it has tags.
-Owned<CFTypeRef> XmlReader::read() {
-  bool look_for_runs = true;
-  for (std::size_t fed = 0; fed < source_.size();) {
-    const std::optional<LongRun> run =
-        look_for_runs ? find_long_run(source_, fed) : std::optional<LongRun>();
-    const std::size_t end = run ? run->begin : source_.size();
-    parse(source_.substr(fed, end - fed), /*is_last=*/false);
-    fed = end;
-    look_for_runs = run && tag_ == run->tag;
-    if (look_for_runs) {
-      const std::size_t taken = take_run(source_.substr(run->begin, run->end - run->begin));
-      skipped_ += taken;
-      fed += taken;
-    }
-  }
-  parse({}, /*is_last=*/true);
-  if (values_.size() != 1) fail("No object in <plist>");
-  return values_.pop();
+  XML_SetDefaultHandlerExpand(parser, handle<&XmlReader::other>);
 }
 
 /// Where a token, such as a comment, doesn't end in a piece, expat begins it anew with the next
 /// one: so that is twice as large each time.
-void XmlReader::parse(std::string_view text, bool is_last) {
-  constexpr std::size_t kLeast = std::size_t{64} * 1024;  // expat copies what it is given
+Owned<CFTypeRef> XmlReader::read(std::size_t least_piece) {
   constexpr std::size_t kMost = std::size_t{1} << 30;
-  std::size_t size = kLeast;
+  std::size_t size = least_piece;
+  std::string_view rest = source_;
   do {
-    const std::string_view piece = text.substr(0, size);
-    text.remove_prefix(piece.size());
-    const XML_Index before = XML_GetCurrentByteIndex(parser_.get());
-    const XML_Status status = XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()),
-                                        is_last && text.empty());
+    const std::string_view piece = rest.substr(0, size);
+    rest.remove_prefix(piece.size());
+    has_moved_ = false;
+    const XML_Status status =
+        XML_Parse(parser_.get(), piece.data(), static_cast<int>(piece.size()), rest.empty());
     if (failure_ != nullptr) std::rethrow_exception(failure_);
     if (status != XML_STATUS_OK) fail(XML_ErrorString(XML_GetErrorCode(parser_.get())));
-    const bool has_moved = XML_GetCurrentByteIndex(parser_.get()) != before;
-    size = has_moved ? kLeast : std::min(2 * size, kMost);
-  } while (!text.empty());
+    size = has_moved_ ? least_piece : std::min(2 * size, kMost);
+  } while (!rest.empty());
+  if (values_.size() != 1) fail("No object in <plist>");
+  return values_.pop();
 }
 
-/// Takes from the start of what stands between the last tag and the next one as much as needs no
-/// expat; returns how many bytes that was.
-std::size_t XmlReader::take_run(std::string_view run) {
-  if (!leaf_) return prefix(run, is_space).size();
-  if (leaf_ == Element::kString) {
-    plain_text_ = prefix(run, is_plain);
-    return plain_text_.size();
-  }
-  if (leaf_ == Element::kData) {
-    const std::string_view text = run.substr(0, run.find('&'));
-    if (!data_.feed(text)) fail(kBadBase64);
-    return text.size();
-  }
-  return 0;
+const std::string& XmlReader::raw_event() {
+  raw_event_.clear();
+  XML_DefaultCurrent(parser_.get());
+  return raw_event_;
 }
 
-std::size_t XmlReader::position() const {
-  const std::size_t index = skipped_ + static_cast<std::size_t>(std::max<XML_Index>(
-                                           XML_GetCurrentByteIndex(parser_.get()), 0));
-  return std::min(index, source_.size());
+void XmlReader::other(const XML_Char* text, int length) {
+  raw_event_.assign(text, static_cast<std::size_t>(length));
 }
 
+/// Counts line feeds. Expat also counts carriage returns that are alone.
 void XmlReader::fail(const std::string& why) const {
-  const auto begin = source_.begin();
-  const auto lines = std::count(begin, begin + static_cast<std::ptrdiff_t>(position()), '\n') + 1;
-  throw PropertyListError(why + " at line " + std::to_string(lines));
+  std::size_t line = 1;
+  std::size_t at = 0;
+  for (XML_Size ends = XML_GetCurrentLineNumber(parser_.get()); ends > 1; --ends) {
+    at = source_.find_first_of("\r\n", at);
+    if (at == std::string_view::npos) break;
+    if (source_.substr(at).starts_with("\r\n")) ++at;
+    if (source_[at++] == '\n') ++line;
+  }
+  throw PropertyListError(why + " at line " + std::to_string(line));
 }
 
 void XmlReader::start(const XML_Char* name, const XML_Char** /*attributes*/) {
-  tag_ = position();
   const std::optional<Element> element = element_named(name);
   if (!element) fail("Unknown element <" + std::string(name) + ">");
   if (leaf_) fail("Element <" + std::string(name) + "> inside a value");
@@ -262,18 +210,14 @@ void XmlReader::check_place(Element element) const {
 }
 
 void XmlReader::end(const XML_Char* name) {
-  // Behind a start tag that ends its element too, expat reports an end without a length.
-  const bool has_end_tag = XML_GetCurrentByteCount(parser_.get()) != 0;
-  if (has_end_tag) tag_ = position();
   if (leaf_) {
     // As the real library does, though it reads <data></data>.
-    if (leaf_ == Element::kData && !has_end_tag) fail("<data/> without data");
+    if (leaf_ == Element::kData && raw_event().empty()) fail("<data/> without data");
     Owned<CFTypeRef> value = make_leaf(*leaf_);
     if (value == nullptr) fail("Could not interpret <" + std::string(name) + ">");
     values_.push(std::move(value));
     leaf_.reset();
     text_.clear();
-    plain_text_ = {};
   } else if (!containers_.empty()) {
     const Container container = containers_.back();
     if (!container.is_dictionary) {
@@ -289,9 +233,9 @@ void XmlReader::end(const XML_Char* name) {
 Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
   switch (element) {
     case Element::kKey:
-      return make_key();
+      return keys_.make(text_);
     case Element::kString:
-      return make_cfstring(plain_text_.empty() ? text_ : plain_text_);
+      return make_cfstring(text_);
     case Element::kInteger:
       return parse_integer(text_);
     case Element::kReal:
@@ -312,16 +256,10 @@ Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
   }
 }
 
-Owned<CFTypeRef> XmlReader::make_key() {
-  Owned<CFStringRef>& recent = recent_keys_[hash_text(text_) % recent_keys_.size()];
-  if (recent == nullptr || utf8(recent.get()) != text_) recent = make_cfstring(text_);
-  return Owned<CFTypeRef>(recent == nullptr ? nullptr : CFRetain(recent.get()));
-}
-
 void XmlReader::characters(const XML_Char* text, int length) {
   std::string_view piece(text, static_cast<std::size_t>(length));
   if (!leaf_) {
-    if (prefix(piece, is_space) != piece) fail("Text between elements");
+    if (!is_all_space(piece)) fail("Text between elements");
     return;
   }
   if (leaf_ == Element::kData) {
@@ -330,10 +268,9 @@ void XmlReader::characters(const XML_Char* text, int length) {
   }
   // The writer puts line ends into the text as they are, but XML makes line feeds of them all.
   if (piece == "\n") {
-    const std::string_view original = source_.substr(position(), 2);
-    if (original.starts_with('\r')) piece = original == "\r\n" ? "\r\n" : "\r";
+    if (raw_event().starts_with('\r')) piece = raw_event_;
   }
-  text_.append(std::exchange(plain_text_, {})).append(piece);
+  text_ += piece;
 }
 
 void XmlReader::refuse_inside_leaf() const {
@@ -359,8 +296,14 @@ void XmlReader::skip_entity(const XML_Char* name, int /*is_parameter_entity*/) {
 
 }  // namespace
 
+Owned<CFTypeRef> read_xml_with_expat(std::string_view text, const char* encoding,
+                                     std::size_t piece) {
+  return XmlReader(text, encoding).read(piece);
+}
+
 Owned<CFTypeRef> read_xml(std::string_view text, const char* encoding) {
-  return XmlReader(text, encoding).read();
+  Owned<CFTypeRef> object = read_xml_directly(text);
+  return object == nullptr ? read_xml_with_expat(text, encoding) : std::move(object);
 }
 
 }  // namespace cf
