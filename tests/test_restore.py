@@ -77,6 +77,7 @@ class BundleTest(CasesTest):
             (patched(stored, entry, 30, b"\xff\xff"), 3, "the archive ends too early"),
             (patched(stored, entry, 8, b"\1"), 3, f"{file}: is encrypted"),
             (patched(stored, entry, 10, b"\7"), 3, f"{file}: neither stored nor deflated"),
+            (patched(stored, entry, 42, bytes(4)), 3, "has entries that overlap"),
             (patched(stored, local, 0, b"X"), 3, f"{file}: damaged"),
             (stored.replace(IMAGE, IMAGE[::-1]), 3, f"{image}: CRC error"),
             (deflated.replace(size, more), 3, f"{image}: shorter than its entry says"),

@@ -57,11 +57,10 @@ device_notifier_state::~device_notifier_state() {
   gate.reset();
   boost::system::error_code ec;
   std::uintmax_t removed = UINTMAX_MAX;
-  // A restore that is still running may add a file to a folder while that is being emptied.
-  for (int attempts = 100; removed == UINTMAX_MAX && attempts > 0; --attempts) {
+  // A restore that is still running may add a file to a folder while that is being emptied, and
+  // memory or descriptors may be short for a moment.
+  for (int attempts = 10; removed == UINTMAX_MAX && attempts > 0; --attempts)
     removed = boost::filesystem::remove_all(scratchLocation.native(), ec);
-    if (ec != boost::system::errc::directory_not_empty) break;
-  }
   if (removed == UINTMAX_MAX)
     outputter->say("~device_notifier_state", "Failed to clean scratch location ({})", ec.message());
 }

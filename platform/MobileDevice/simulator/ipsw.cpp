@@ -18,9 +18,26 @@ constexpr std::size_t kLargestManifest = 64 << 20;
   throw Failure(code, fmt::format("{}: {}", file, why));
 }
 
+/// Overlapping entries make a small archive that takes hours to verify.
+/// @throws std::runtime_error
+void refuse_overlaps(std::vector<ZipArchive::Entry> entries) {
+  constexpr std::size_t kLocalHeaderSize = 30;  // and the name
+  std::sort(entries.begin(), entries.end(),
+            [](const auto& a, const auto& b) { return a.offset < b.offset; });
+  for (std::size_t i = 1; i < entries.size(); ++i) {
+    const ZipArchive::Entry& entry = entries[i - 1];
+    const std::uint64_t room = entries[i].offset - entry.offset;
+    const std::uint64_t header = kLocalHeaderSize + entry.name.size();
+    if (room < header || room - header < entry.packed_size)
+      throw std::runtime_error("has entries that overlap");
+  }
+}
+
 ZipArchive open_archive(const std::string& file) {
   try {
-    return ZipArchive(file);
+    ZipArchive archive(file);
+    refuse_overlaps(archive.entries());
+    return archive;
   } catch (const std::runtime_error& failure) {
     fail(FailureCode::kBundle, file, failure.what());
   }

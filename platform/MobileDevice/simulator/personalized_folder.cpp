@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <stdexcept>
 
 #include "plist_file.h"
@@ -30,6 +29,11 @@ PersonalizedFolder::PersonalizedFolder(CFDictionaryRef options) {
     unusable_ = failure;
     return;
   }
+  std::error_code ignored;
+  for (std::filesystem::path missing = path_;
+       !missing.empty() && !std::filesystem::exists(missing, ignored);
+       missing = missing.parent_path())
+    created_.push_back(missing);
   std::filesystem::create_directories(path_, not_created_);
   if (not_created_) return;
   descriptor_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -54,6 +58,10 @@ void PersonalizedFolder::write(CFDictionaryRef manifest) const {
   } catch (const std::runtime_error& failure) {
     throw Failure(FailureCode::kPersonalizedBundle, fmt::format("{}/{}", path_, failure.what()));
   }
+}
+
+void PersonalizedFolder::discard() const {
+  for (const std::filesystem::path& folder : created_) ::rmdir(folder.c_str());
 }
 
 }  // namespace MobileDevice::simulator

@@ -1,9 +1,11 @@
 /// The folder of the personalized bundle.
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "../cf_values.h"
 #include "failure.h"
@@ -29,11 +31,14 @@ class PersonalizedFolder {
   /// Writes the manifest to a file in the folder.
   /// @throws Failure  also if the folder couldn't be created.
   void write(CFDictionaryRef manifest) const;
+  /// Removes the folders that the constructor created, as far as they are empty.
+  void discard() const;
 
  private:
   std::string path_;
   std::optional<Failure> unusable_;
   std::error_code not_created_;
+  std::vector<std::filesystem::path> created_;  // the deepest first
   int descriptor_ = -1;
 };
 

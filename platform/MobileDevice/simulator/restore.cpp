@@ -100,6 +100,7 @@ void run_course(const DeviceProperties& device, CFDictionaryRef options,
   } catch (const std::exception& failure) {
     error = Failure(FailureCode::kInternal, failure.what()).error();
   }
+  folder.discard();
   receiver(make_failure_report(error.get()).get());
 }
 
