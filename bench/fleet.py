@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""What korvrestore-fleet costs with 2, 8 and 32 hosts of four devices each.
+"""What korvrestore-fleet costs: with 2, 8 and 32 hosts of four devices each, or as given.
 
-    KORVRESTORE=build/release/korvrestore bench/fleet.py
+    KORVRESTORE=build/release/korvrestore bench/fleet.py [HOSTSxDEVICES...]
 
 The hosts are sshd's on loopback addresses. Every device takes 20 seconds and reports each second.
 """
@@ -19,7 +19,7 @@ sys.path.insert(0, str(ROOT / "tests"))
 from support.hosts import Host, Lab, adopt, descendants  # noqa: E402
 from support.scenario import THE_END, device, report  # noqa: E402
 
-DEVICES, SECONDS = 4, 20
+SECONDS = 20
 TICK = os.sysconf("SC_CLK_TCK")
 
 
@@ -41,12 +41,12 @@ def memory(pids: list) -> float:
     return total / 1024
 
 
-def measure(count: int, directory: pathlib.Path) -> None:
+def measure(count: int, devices: int, directory: pathlib.Path) -> None:
     lab = Lab(directory)
     script = [report(5, 5 * i) | {"After": 1} for i in range(SECONDS)] + [THE_END]
     hosts, table = [], ""
     for number in range(1, count + 1):
-        ecids = [f"{number:08X}{each:08X}" for each in range(DEVICES)]
+        ecids = [f"{number:08X}{each:08X}" for each in range(devices)]
         hosts.append(Host(lab, number, [device(ecid, Restore=script) for ecid in ecids]))
         table += "".join(f"{ecid} any\n" for ecid in ecids)
     (directory / "hosts").write_text("".join(f"{host.name}\n" for host in hosts))
@@ -56,20 +56,21 @@ def measure(count: int, directory: pathlib.Path) -> None:
     command += ["--tool", str(pathlib.Path(os.environ["KORVRESTORE"]).resolve())]
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     start = time.monotonic()
-    desk = subprocess.Popen(command, stdout=subprocess.PIPE, text=True, preexec_fn=adopt)
+    with open(directory / "output", "w") as output:
+        desk = subprocess.Popen(command, stdout=output, preexec_fn=adopt)
     most = 0.0
     while desk.poll() is None:
         most = max(most, memory([desk.pid, *descendants(desk.pid)]))
         time.sleep(2)
     elapsed = time.monotonic() - start
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
-    restored = sum(line.endswith("  restored\n") for line in desk.stdout)
+    restored = (directory / "output").read_text().count("  restored\n")
     at_desk = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
     at_hosts = sum(processor_time(host.sshd.pid) for host in hosts)
     for host in hosts:
         host.cut_power()
     print(
-        f"{count:5}  {count * DEVICES:7}  {restored:8}  {elapsed:9.1f}  {at_desk:9.2f}  "
+        f"{count:5}  {count * devices:7}  {restored:8}  {elapsed:9.1f}  {at_desk:9.2f}  "
         f"{at_hosts / count:9.2f}  {most:6.0f}",
         flush=True,
     )
@@ -77,9 +78,10 @@ def measure(count: int, directory: pathlib.Path) -> None:
 
 def main() -> None:
     print("hosts  devices  restored  elapsed s  CPU desk s  CPU/host s  MB desk")
-    for count in (2, 8, 32):
+    for size in sys.argv[1:] or ["2x4", "8x4", "32x4"]:
+        count, devices = map(int, size.split("x"))
         with tempfile.TemporaryDirectory() as directory:
-            measure(count, pathlib.Path(directory))
+            measure(count, devices, pathlib.Path(directory))
 
 
 if __name__ == "__main__":

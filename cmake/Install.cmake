@@ -26,7 +26,12 @@ if(KORVRESTORE_USB)
 endif()
 
 # The version, and where things are installed, are in CMake's hands only.
-foreach(file IN ITEMS changelog korvrestore.1)
+set(programs korvrestore-bench korvrestore-fleet korvrestore-status)
+set(manuals korvrestore.1)
+foreach(program IN LISTS programs)
+  list(APPEND manuals ${program}.1)
+endforeach()
+foreach(file IN ITEMS changelog ${manuals})
   configure_file(packaging/${file} ${PROJECT_BINARY_DIR}/${file} @ONLY)
 endforeach()
 
@@ -34,6 +39,16 @@ install(FILES README.md packaging/copyright ${PROJECT_BINARY_DIR}/changelog
         DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS
         PATTERN __pycache__ EXCLUDE)
-install(FILES ${PROJECT_BINARY_DIR}/korvrestore.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+list(TRANSFORM manuals PREPEND ${PROJECT_BINARY_DIR}/)
+install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES packaging/korvrestore.bash
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME korvrestore)
+
+# The programs look for the package below their own prefix, if Python doesn't.
+install(DIRECTORY python/korvrestore DESTINATION lib/python3/dist-packages
+        PATTERN __pycache__ EXCLUDE)
+foreach(program IN LISTS programs)
+  install(PROGRAMS python/bin/${program} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(FILES packaging/korvrestore-programs.bash
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ${program})
+endforeach()

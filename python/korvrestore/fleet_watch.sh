@@ -1,4 +1,4 @@
-#!/usr/bin/env bash
+# shellcheck shell=bash
 # Watches the restore of one device from the desk, as a job of GNU parallel's:
 #
 #   fleet_watch.sh FOLDER RUN SSH LIMIT PAUSE HOST ECID BUNDLE TOOL OPTION...
