@@ -38,7 +38,8 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 /// is none.
 CFRange CFStringFind(CFStringRef string, CFStringRef string_to_find, CFStringCompareFlags options);
 
-/// Used by CFSTR: one immortal string for each text. `c_str` must be ASCII and exist forever.
+/// Used by CFSTR: one immortal string for each text. Copies `c_str`, which must be UTF-8; the real
+/// library takes ASCII only.
 CFStringRef __CFStringMakeConstantString(const char* c_str);
 
 }  // extern "C"
