@@ -83,7 +83,7 @@ def _row(restore: Restore, now: float, width: int, digits: int) -> str:
     if not restore.reason:
         seconds = restore.seconds(now)
         time_taken = "" if seconds is None else duration(seconds)
-        if width >= 72 and not restore.is_stalled(now):
+        if width >= 72 and seconds is not None and not restore.is_stalled(now):
             full = max(0, min(percent or 0, 100)) * _BAR // 100
             right += f" [{'#' * full:<{_BAR}}]"
         if width >= 40:
