@@ -9,7 +9,11 @@ from support.scenario import ECID
 from usb.machine import INFO, STAY_IN_RECOVERY
 
 [PACKAGE] = pathlib.Path("/").glob("korvrestore_*.deb")
+CHARGING_DRIVER = pathlib.Path("/sys/bus/usb/drivers/apple-mfi-fastcharge")
 PLUGDEV = 46  # Debian's number of the group
+# udev takes a second for each USB device, and then loads drivers.
+SLOW_RULE = pathlib.Path("/etc/udev/rules.d/00-slow.rules")
+SLOW = 'ACTION=="add", SUBSYSTEM=="usb", ENV{DEVTYPE}=="usb_device", PROGRAM="/usr/bin/sleep 1"\n'
 NOBODY = ("setpriv", "--reuid=65534", "--regid=65534")
 STRANGER = (*NOBODY, "--clear-groups")
 MEMBER = (*NOBODY, f"--groups={PLUGDEV}")
@@ -21,7 +25,9 @@ ADVICE = (
 
 class PermissionTest(KernelTest):
     def dpkg(self, *arguments):
-        subprocess.run(["dpkg", "--force-depends", *arguments], check=True)
+        command = ["dpkg", "--force-depends", *arguments]
+        result = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.assertEqual(result.returncode, 0, result.stdout)
 
     def assert_permitted(self, *users):
         """Of root, a member of the group and a stranger, `users` may send a command. All may ask
@@ -45,5 +51,21 @@ class PermissionTest(KernelTest):
         self.assert_permitted(())
         self.dpkg("--install", str(PACKAGE))
         self.assert_permitted((), MEMBER)
+        self.assert_waits_for_udev()
         self.dpkg("--remove", "korvrestore")
         self.assert_permitted(())
+
+    def assert_waits_for_udev(self):
+        """For the rule that gives permission, and for the driver that it loads for the first device
+        that comes: the kernel then invalidates all handles of the device."""
+        SLOW_RULE.write_text(SLOW)
+        subprocess.run(["udevadm", "control", "--reload"], check=True)
+        subprocess.run(["modprobe", "--remove", "apple-mfi-fastcharge"], check=True)
+        self.usb.add("1-1", faults=[["setenv", "slow 1.5", 1]])
+        self.usb.wait_for("1-1")
+        result = self.run_program(*STAY_IN_RECOVERY, ECID, prefix=MEMBER)
+        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assertTrue(CHARGING_DRIVER.exists())
+        SLOW_RULE.unlink()
+        subprocess.run(["udevadm", "control", "--reload"], check=True)
+        self.usb.remove("1-1")

@@ -11,6 +11,7 @@
 #include "device_strings.h"
 #include "identity.h"
 #include "serial_string.h"
+#include "udev.h"
 #include "usb_errors.h"
 
 namespace MobileDevice::usb {
@@ -83,6 +84,7 @@ void UsbAttachment::mark_left() {
 /// device, or a later one at the same address; in that case the opened device has left and accepts
 /// no transfers.
 int UsbAttachment::open_checked(OpenDevice& owner) {
+  wait_for_udev(device_.get());
   libusb_device_handle* opened = nullptr;
   if (const int error = libusb_open(device_.get(), &opened); error != 0) {
     // An I/O error may mean that the device leaves: the kernel has to wake it to open it.
