@@ -1,4 +1,4 @@
-"""How long the program takes, beside a plain libusb program. Only reported: time in an emulator that
+"""How long the program takes, beside a plain libusb program. Only printed: time in an emulator that
 shares its processors says little by itself."""
 
 import statistics
