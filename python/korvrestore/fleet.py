@@ -105,7 +105,8 @@ class Folder:
         """Why a host hasn't told the end, as ssh or the host put it."""
         log = self.path / f"{device}.log"
         words = log.read_text(errors="replace").split("\n")[1:] if log.exists() else []
-        return next((line for line in reversed(words) if line), "the host wasn't asked")
+        last = next((line for line in reversed(words) if line), "the host wasn't asked")
+        return "the host hasn't reported the end" if last == "begun" else last
 
 
 def list_devices(hosts: list[str], arguments: argparse.Namespace) -> dict[str, list[str]]:
@@ -181,7 +182,7 @@ def run(folder: Folder, arguments: argparse.Namespace, output: Output) -> int | 
                 parallel.wait(GRACE)
             parallel.kill()
         status = parallel.wait()
-    if status == 255:  # other numbers count the jobs that failed
+    if status == 255 and not loop.signals:  # other numbers count the jobs that failed
         print(f"{NAME}: GNU parallel: {complaints.read_text()}", file=sys.stderr)
     return loop.signals[0] if loop.signals else None
 
