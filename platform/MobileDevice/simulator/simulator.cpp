@@ -4,6 +4,7 @@
 #include <future>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -73,6 +74,9 @@ const Scenario& Simulator::scenario() const {
       scenario_ = read_scenario(file_);
     } catch (const Failure& failure) {
       failure_ = failure;
+    } catch (const std::bad_alloc&) {
+      // No exception may leave: the C library's frames end a process that has a static libgcc.
+      failure_ = Failure(FailureCode::kInternal, file_ + ": no memory");
     }
   });
   return scenario_;
