@@ -33,15 +33,13 @@ class LogFileTest(ProgramTest):
         self.assertEqual(entries, [f"TIME {ECID} {call}: {result}" for call, result in calls])
 
     def test_log_that_cannot_be_written_is_ignored(self):
-        """A FIFO without a reader, a file size limit, and no descriptor left for the log."""
+        """A FIFO without a reader, and a file size limit."""
         line = ("--list-devices", "--detect-timeout", "0")
         os.mkfifo(self.directory / "fifo")
         self.run_program(*line, "--amr-logfile", str(self.directory / "fifo"))
-        for limit, value in ((resource.RLIMIT_FSIZE, 0), (resource.RLIMIT_NOFILE, 4)):
-            with self.subTest(limit):
-                set_limit = functools.partial(resource.setrlimit, limit, (value, value))
-                result = self.run_program(*line, *self.logging, preexec_fn=set_limit)
-                self.assertEqual(result.messages, [("DeviceList", [])])
+        set_limit = functools.partial(resource.setrlimit, resource.RLIMIT_FSIZE, (0, 0))
+        result = self.run_program(*line, *self.logging, preexec_fn=set_limit)
+        self.assertEqual(result.messages, [("DeviceList", [])])
 
     def test_missing_descriptor_is_not_mistaken_for_the_log(self):
         line = ("--exit-recovery", "--ecid", ECID, *FOUND, "--output-pipe", "3")
