@@ -16,17 +16,6 @@ std::string_view bytes_of(const Data& data) {
           static_cast<std::size_t>(CFDataGetLength(data.get()))};
 }
 
-Object read(std::string_view bytes) {
-  const Data data(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
-                               static_cast<CFIndex>(bytes.size())));
-  CFErrorRef error = nullptr;
-  Object object(CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
-                                             kCFPropertyListImmutable, nullptr, &error));
-  require((object == nullptr) == (error != nullptr), "either an object or an error");
-  if (error != nullptr) CFRelease(error);
-  return object;
-}
-
 /// A binary list may hold nulls, which XML has no element for.
 bool holds_null(CFTypeRef object) {
   bool found = object == kCFNull;
@@ -49,9 +38,9 @@ bool holds_null(CFTypeRef object) {
   return found;
 }
 
-Data write(const Object& object) {
-  Data data(CFPropertyListCreateData(kCFAllocatorDefault, object.get(),
-                                     kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+Data write(CFTypeRef object) {
+  Data data(CFPropertyListCreateData(kCFAllocatorDefault, object, kCFPropertyListXMLFormat_v1_0, 0,
+                                     nullptr));
   require(data != nullptr, "what was read can be written");
   return data;
 }
@@ -66,17 +55,31 @@ bool loses_nothing(std::string_view xml) {
 
 }  // namespace
 
+cf::Owned<CFTypeRef> read(std::string_view bytes) {
+  const Data data(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
+                               static_cast<CFIndex>(bytes.size())));
+  CFErrorRef error = nullptr;
+  Object object(CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
+                                             kCFPropertyListImmutable, nullptr, &error));
+  require((object == nullptr) == (error != nullptr), "either an object or an error");
+  if (error != nullptr) CFRelease(error);
+  return object;
+}
+
+std::string written(CFTypeRef object) { return std::string(bytes_of(write(object))); }
+
 void round_trip(std::string_view property_list) {
   const Object first = read(property_list);
   if (first == nullptr || holds_null(first.get())) return;
-  const Data written = write(first);
+  const Data written = write(first.get());
   const Object second = read(bytes_of(written));
   require(second != nullptr, "what was written reads back");
   if (loses_nothing(bytes_of(written)))
     require(CFEqual(first.get(), second.get()), "it reads back as what it was");
-  const Data again = write(second);
+  const Data again = write(second.get());
   const Object third = read(bytes_of(again));
-  require(third != nullptr && bytes_of(write(third)) == bytes_of(again), "XML stays as it is");
+  require(third != nullptr && bytes_of(write(third.get())) == bytes_of(again),
+          "XML stays as it is");
 }
 
 }  // namespace fuzz

@@ -41,7 +41,11 @@ class BundleTest(CasesTest):
         with unittest.mock.patch.object(zipfile, "ZIP64_LIMIT", 1):
             zip64 = ipsw()
         deflated = ipsw(compression=zipfile.ZIP_DEFLATED)
-        for state, content in (("Recovery", ipsw()), ("DFU", deflated), (7, zip64)):
+        # A comment that contains the signature of the record it belongs to.
+        bundle = ipsw()
+        commented = bundle[:-16] + b"\x24\0" + bundle[-14:] + b"PK\5\6" + b"\1" * 18
+        bundles = ("Recovery", ipsw()), ("DFU", deflated), (7, zip64), ("DFU", commented)
+        for state, content in bundles:
             self.ipsw.write_bytes(content)
             reports = self.reports(state=state)
             course = [(value["Operation"], value["Progress"]) for value in reports]
@@ -67,6 +71,7 @@ class BundleTest(CasesTest):
         less, size, more = (struct.pack("<I", len(IMAGE) + extra) for extra in (-1, 0, 1))
         local, entry, end = b"PK\3\4", b"PK\1\2", b"PK\5\6"
         file, image = "BuildManifest.plist", "Firmware/system.dmg"
+        unlike = "listed with another name or method than it has"
         other = f"{file} has no identity for ChipID 0x8020, BoardID 0xE"
         for content, code, why in [
             (b"", 3, "not a zip archive"),
@@ -79,6 +84,8 @@ class BundleTest(CasesTest):
             (patched(stored, entry, 10, b"\7"), 3, f"{file}: neither stored nor deflated"),
             (patched(stored, entry, 42, bytes(4)), 3, "has entries that overlap"),
             (patched(stored, local, 0, b"X"), 3, f"{file}: damaged"),
+            (patched(stored, local, 8, b"\x08"), 3, f"{file}: {unlike}"),
+            (patched(stored, local, 30, b"X"), 3, f"{file}: {unlike}"),
             (stored.replace(IMAGE, IMAGE[::-1]), 3, f"{image}: CRC error"),
             (deflated.replace(size, more), 3, f"{image}: shorter than its entry says"),
             (deflated.replace(size, less), 3, f"{image}: longer than its entry says"),

@@ -50,28 +50,36 @@ constexpr bool is_allowed(std::uint32_t c) {
   return c < 0xd800 || (c >= 0xe000 && c < 0xfffe) || (c >= 0x10000 && c <= 0x10ffff);
 }
 
-/// Whether there is none of the ASCII characters that XML excludes. Sets the highest bit of `all`
-/// if there are others than ASCII.
-bool is_allowed_ascii(const char* text, std::size_t size, unsigned char& all) {
-  bool is_bad = false;
-  for (std::size_t i = 0; i < size; ++i) {
-    const unsigned char c = static_cast<unsigned char>(text[i]);
-    is_bad |= (c < ' ') & (c != '\t') & (c != '\n') & (c != '\r');
-    all |= c;
-  }
-  return !is_bad;
-}
+/// What a text contains: control characters that XML excludes, brackets, bytes that aren't ASCII.
+struct Content {
+  unsigned char has_bad = 0;
+  unsigned char has_bracket = 0;
+  unsigned char has_wide = 0;
 
-/// Whether the text is UTF-8 and has only characters that XML allows.
-bool is_allowed_text(std::string_view text) {
-  constexpr std::size_t kBlock = 256;  // a fixed size lets the compiler use vectors
-  unsigned char all = 0;
-  std::size_t at = 0;
-  for (; text.size() - at >= kBlock; at += kBlock)
-    if (!is_allowed_ascii(text.data() + at, kBlock, all)) return false;
-  if (!is_allowed_ascii(text.data() + at, text.size() - at, all)) return false;
-  return all < 0x80 || (is_valid_utf8(text) && text.find("\xef\xbf\xbe") == text.npos &&
-                        text.find("\xef\xbf\xbf") == text.npos);
+  void add(char byte) {
+    const unsigned char c = static_cast<unsigned char>(byte);
+    has_bad |= static_cast<unsigned char>((c < ' ') & (c != '\t') & (c != '\n') & (c != '\r'));
+    has_bracket |= static_cast<unsigned char>(c == ']');
+    has_wide |= c & 0x80;
+  }
+};
+
+/// Whether the text is UTF-8, has only characters that XML allows, and not "]]>", which XML allows
+/// in comments only.
+bool is_allowed_text(std::string_view whole) {
+  constexpr std::size_t kBlock = 64;  // a fixed size lets the compiler use vectors
+  Content content;
+  std::string_view text = whole;
+  for (; text.size() >= kBlock; text.remove_prefix(kBlock)) {
+    const char* const block = text.data();
+    for (std::size_t i = 0; i < kBlock; ++i) content.add(block[i]);
+  }
+  for (const char c : text) content.add(c);
+  if (content.has_bad != 0) return false;
+  if (content.has_bracket != 0 && whole.find("]]>") != whole.npos) return false;
+  return content.has_wide == 0 ||
+         (is_valid_utf8(whole) && whole.find("\xef\xbf\xbe") == whole.npos &&
+          whole.find("\xef\xbf\xbf") == whole.npos);
 }
 
 /// Reads the XML that property-list writers write. It only checks what it must to give up where
@@ -89,9 +97,20 @@ class DirectXmlReader {
     bool is_empty;  // <name/>
   };
 
-  bool is_at(std::string_view text) const;
-  bool accept(std::string_view text);
-  void skip_space();
+  bool is_at(std::string_view text) const {
+    return std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(text);
+  }
+
+  bool accept(std::string_view text) {
+    if (!is_at(text)) return false;
+    at_ += text.size();
+    return true;
+  }
+
+  void skip_space() {
+    while (at_ != end_ && is_space(*at_)) ++at_;
+  }
+
   void skip_comments();
   Tag take_start_tag();
   void take_end_tag(std::string_view name);
@@ -125,20 +144,6 @@ Owned<CFTypeRef> DirectXmlReader::read() {
   }
   if (at_ != end_) give_up();
   return values_.pop();
-}
-
-bool DirectXmlReader::is_at(std::string_view text) const {
-  return std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(text);
-}
-
-bool DirectXmlReader::accept(std::string_view text) {
-  if (!is_at(text)) return false;
-  at_ += text.size();
-  return true;
-}
-
-void DirectXmlReader::skip_space() {
-  while (at_ != end_ && is_space(*at_)) ++at_;
 }
 
 /// Skips white space and comments, in which "--" is only the start of the end.
@@ -194,13 +199,19 @@ std::string_view DirectXmlReader::text() {
   return text_;
 }
 
-/// Skips to the next tag or reference. No text may contain "]]>".
+/// Skips to the next tag or reference: a short text byte by byte, more in blocks.
 void DirectXmlReader::skip_plain_text() {
-  for (;; ++at_) {
-    at_ = std::find_if(at_, end_, [](char c) { return c == '<' || c == '&' || c == ']'; });
-    if (at_ == end_ || *at_ != ']') return;
-    if (accept("]]>")) give_up();
+  constexpr std::ptrdiff_t kBlock = 64;
+  const auto is_markup = [](char c) { return c == '<' || c == '&'; };
+  const char* const block = at_ + std::min(kBlock / 2, end_ - at_);
+  at_ = std::find_if(at_, block, is_markup);
+  if (at_ != block) return;
+  for (unsigned char found = 0; end_ - at_ >= kBlock; at_ += kBlock) {
+    for (std::ptrdiff_t i = 0; i < kBlock; ++i)
+      found |= static_cast<unsigned char>((at_[i] == '<') | (at_[i] == '&'));
+    if (found != 0) break;
   }
+  at_ = std::find_if(at_, end_, is_markup);
 }
 
 void DirectXmlReader::append_reference() {

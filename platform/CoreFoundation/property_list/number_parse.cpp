@@ -25,9 +25,14 @@ std::errc parse_all(std::string_view text, Number& number, Format format) noexce
 double past_range(std::string_view text) noexcept {
   const double sign = text.starts_with('-') ? -1 : 1;
   if (sign < 0) text.remove_prefix(1);
-  const std::string_view mantissa = text.substr(0, text.find_first_of("eE"));
+  const auto find_if = [](std::string_view in, auto matches) {
+    return static_cast<std::size_t>(std::find_if(in.begin(), in.end(), matches) - in.begin());
+  };
+  const std::string_view mantissa =
+      text.substr(0, find_if(text, [](char c) { return c == 'e' || c == 'E'; }));
   const double point = static_cast<double>(std::min(mantissa.find('.'), mantissa.size()));
-  const double first = static_cast<double>(mantissa.find_first_of("123456789"));
+  const double first =
+      static_cast<double>(find_if(mantissa, [](char c) { return c >= '1' && c <= '9'; }));
   double exponent = 0;
   if (mantissa.size() < text.size()) {
     text.remove_prefix(mantissa.size() + 1);

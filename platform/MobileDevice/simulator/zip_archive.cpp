@@ -18,7 +18,7 @@ using Bytes = std::vector<std::uint8_t>;
 // fields.
 namespace local_header {
 constexpr std::uint32_t kSignature = 0x04034B50;
-constexpr std::size_t kSize = 30, kNameLength = 26, kExtraLength = 28;
+constexpr std::size_t kSize = 30, kMethod = 8, kNameLength = 26, kExtraLength = 28;
 }  // namespace local_header
 namespace directory_entry {
 constexpr std::uint32_t kSignature = 0x02014B50;
@@ -29,7 +29,7 @@ constexpr std::size_t kSize = 46, kFlags = 8, kMethod = 10, kChecksum = 16, kPac
 namespace end {
 constexpr std::uint32_t kSignature = 0x06054B50;
 constexpr std::size_t kSize = 22, kDisks = 4, kEntries = 10, kDirectorySize = 12,
-                      kDirectoryOffset = 16;
+                      kDirectoryOffset = 16, kCommentLength = 20;
 }  // namespace end
 namespace end64 {
 constexpr std::uint32_t kSignature = 0x06064B50;
@@ -141,9 +141,11 @@ void ZipArchive::read(const Entry& entry, const Receiver& receive) {
   if (entry.method != kStored && entry.method != kDeflated) fail("neither stored nor deflated");
   const Bytes header = read_at(entry.offset, local_header::kSize);
   if (!is_record(header, 0, local_header::kSignature)) fail("damaged");
-  stream_.seekg(number_at<std::uint16_t>(header, local_header::kNameLength) +
-                    number_at<std::uint16_t>(header, local_header::kExtraLength),
-                std::ios::cur);
+  std::string name(number_at<std::uint16_t>(header, local_header::kNameLength), '\0');
+  read_exactly(reinterpret_cast<std::uint8_t*>(name.data()), name.size());
+  if (name != entry.name || number_at<std::uint16_t>(header, local_header::kMethod) != entry.method)
+    fail("listed with another name or method than it has");
+  stream_.seekg(number_at<std::uint16_t>(header, local_header::kExtraLength), std::ios::cur);
 
   std::uint64_t size = 0;
   uLong checksum = crc32(0, nullptr, 0);
@@ -178,7 +180,10 @@ ZipArchive::Directory ZipArchive::find_directory() {
   const Bytes tail = read_at(file_size - tail_size, tail_size);
   for (std::size_t after = tail_size; after >= end::kSize; --after) {
     const std::size_t at = after - end::kSize;
-    if (!is_record(tail, at, end::kSignature)) continue;
+    // Its comment ends the file: a comment may contain the signature, too.
+    if (!is_record(tail, at, end::kSignature) ||
+        number_at<std::uint16_t>(tail, at + end::kCommentLength) != tail_size - after)
+      continue;
     if (at >= end64_locator::kSize) {
       const std::size_t locator = at - end64_locator::kSize;
       if (is_record(tail, locator, end64_locator::kSignature))
