@@ -9,4 +9,4 @@ foreach(header IN LISTS headers)
 endforeach()
 add_library(headers OBJECT EXCLUDE_FROM_ALL ${units})
 target_link_libraries(headers PRIVATE
-  korvrestore_driver CoreFoundationRuntime TYMath dispatch fmt::fmt)
+  korvrestore_driver CoreFoundationRuntime TYMath dispatch)

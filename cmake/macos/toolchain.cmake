@@ -15,6 +15,7 @@ set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
 
 # Nothing of this machine is found but programs; the libraries that aren't the system's come from
 # find modules.
+set(MACOS_LIBRARY_HEADERS include CACHE STRING "The folder of Boost's and {fmt}'s headers")
 set(CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/modules)
 set(CMAKE_FIND_ROOT_PATH ${CMAKE_OSX_SYSROOT})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)

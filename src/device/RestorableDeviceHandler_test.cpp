@@ -13,6 +13,7 @@
 #include "output/cf_strings.h"
 #include "tests/support/recorded_output.h"
 #include "tests/support/temporary_directory.h"
+#include "text/format.h"
 
 using korvrestore::device_notifier_state;
 
@@ -43,7 +44,7 @@ int __wrap_AMDeviceNotificationSubscribe(AMDeviceNotificationCallback callback, 
                                          unsigned int second, void* context,
                                          AMDeviceNotificationRef* notification) {
   EXPECT_TRUE(callback == korvrestore::dummyCallback && context == nullptr);
-  calls.push_back(fmt::format("subscribe {} {}", first, second));
+  calls.push_back(text::format("subscribe {} {}", first, second));
   *notification = notification_handle;
   return -1;
 }
@@ -63,7 +64,7 @@ AMRestorableDeviceClientID __wrap_AMRestorableDeviceRegisterForNotifications(
 
 /// A device arrives while the command ends.
 void __wrap_AMRestorableDeviceUnregisterForNotifications(AMRestorableDeviceClientID client) {
-  calls.push_back(fmt::format("unregister {}", client));
+  calls.push_back(text::format("unregister {}", client));
   device_notifier_state::deviceNotificationCallback(device, kAMRestorableDeviceConnected,
                                                     registered);
 }
@@ -138,7 +139,7 @@ TEST(Session, BuildsRestoreOptions) {
   device_notifier_state session(output.state, std::nullopt, path("/scratch"));
   for (const bool erase : {true, false}) {
     session.CreateDefaultRestoreOptions(path("a b.ipsw"), erase);
-    const cf_object expected = plist(fmt::format(
+    const cf_object expected = plist(text::format(
         "{{ AuthInstallRestoreBehavior = {}; BootImageType = {}; RestoreBundlePath = \"a b.ipsw\";"
         "  PersonalizedRestoreBundlePath = \"/scratch/PRB/{}\"; }}",
         erase ? "Erase" : "Update", erase ? "UserOrInternal" : "Update", erase ? 1 : 2));

@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <thread>
@@ -7,6 +6,7 @@
 #include "device/RestorableDeviceHandler.h"
 #include "device/device_info.h"
 #include "driver/error.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -31,15 +31,15 @@ void device_notifier_state::waitForCompletion() {
   } else {
     if (!ecid) {
       throw CreateDomainError(Error::BadCommand,
-                              fmt::format("{} command requires device ecid", commandName));
+                              text::format("{} command requires device ecid", commandName));
     }
     const std::shared_ptr<_AMRestorableDevice> device = waitForDevice(*ecid);
     if (!device) {
       throw CreateDomainError(
           Error::BadEcid,
-          fmt::format("Failed to find device with ecid {} after {} seconds",
-                      std::string_view(*ecid),
-                      std::chrono::duration_cast<std::chrono::seconds>(detectTimeout).count()));
+          text::format("Failed to find device with ecid {} after {} seconds",
+                       std::string_view(*ecid),
+                       std::chrono::duration_cast<std::chrono::seconds>(detectTimeout).count()));
     }
     switch (operation) {
       case command_kind::exit_recovery:

@@ -5,6 +5,7 @@
 #include "device/mobile_device_format.h"
 #include "driver/error.h"
 #include "output/cf_strings.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -19,9 +20,9 @@ TEST(MessageValues, DeviceInfoOmitsAbsentValues) {
 TEST(MessageValues, NumbersHaveTexts) {
   std::string texts;
   for (int state = -1; state <= 5; ++state)
-    texts += fmt::format("{:>9}|", AMRestorableDeviceState{state});
+    texts += text::format("{:>9}|", AMRestorableDeviceState{state});
   for (int type = 0; type <= 2; ++type)
-    texts += fmt::format("{}|", AMRestorableDeviceNotificationType{type});
+    texts += text::format("{}|", AMRestorableDeviceNotificationType{type});
   EXPECT_EQ(texts,
             "<invalid device state -1>|  Unknown|      DFU| Recovery|RestoreOS| BootedOS|"
             "<invalid device state 5>|connected|disconnected|<invalid notification type 2>|");

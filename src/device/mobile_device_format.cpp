@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "output/cf_strings.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -24,14 +25,14 @@ std::string get_error_str(AMRError error) {
   const std::int32_t number = error;
   return known_text(AMRLocalizedCopyStringForAMRError(number),
                     {"Unrecognized server error", "Unrecognized error", "Unknown"})
-      .value_or(fmt::format("Unknown error {}", number));
+      .value_or(text::format("Unknown error {}", number));
 }
 
 std::string get_operation_str(operation_type operation) {
   const std::int32_t number = static_cast<std::int32_t>(operation);
   return known_text(AMRLocalizedCopyStringForAMROperation(number),
                     {"Unrecognized operation", "Unknown"})
-      .value_or(fmt::format("Unknown operation {}", number));
+      .value_or(text::format("Unknown operation {}", number));
 }
 
 std::string get_state_str(AMRestorableDeviceState state) {
@@ -47,7 +48,7 @@ std::string get_state_str(AMRestorableDeviceState state) {
     case kAMRestorableDeviceStateBootedOS:
       return "BootedOS";
   }
-  return fmt::format("<invalid device state {}>", static_cast<std::int32_t>(state));
+  return text::format("<invalid device state {}>", static_cast<std::int32_t>(state));
 }
 
 std::string get_notification_type_str(AMRestorableDeviceNotificationType type) {
@@ -57,7 +58,7 @@ std::string get_notification_type_str(AMRestorableDeviceNotificationType type) {
     case kAMRestorableDeviceDisconnected:
       return "disconnected";
   }
-  return fmt::format("<invalid notification type {}>", static_cast<std::int32_t>(type));
+  return text::format("<invalid notification type {}>", static_cast<std::int32_t>(type));
 }
 
 }  // namespace korvrestore

@@ -1,9 +1,9 @@
-#include <fmt/format.h>
 
 #include "device/RestorableDeviceHandler.h"
 #include "device/mobile_device_format.h"
 #include "driver/error.h"
 #include "support/abort.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -15,7 +15,7 @@ void set_auto_boot(output_str_state& output, AMRecoveryModeDeviceRef device, boo
   const AMRError result = AMRecoveryModeDeviceSetAutoBoot(device, on);
   if (result != kAMRSuccess) {
     throw CreateDomainError(Error::RecoveryCommandFailed,
-                            fmt::format("SetAutoBoot command failed ({})", result));
+                            text::format("SetAutoBoot command failed ({})", result));
   }
 }
 
@@ -24,7 +24,7 @@ void reboot(output_str_state& output, AMRecoveryModeDeviceRef device) {
   const AMRError result = AMRecoveryModeDeviceReboot(device);
   if (result != kAMRSuccess) {
     throw CreateDomainError(Error::RecoveryCommandFailed,
-                            fmt::format("Reboot command failed ({})", result));
+                            text::format("Reboot command failed ({})", result));
   }
 }
 
@@ -33,8 +33,9 @@ void reboot(output_str_state& output, AMRecoveryModeDeviceRef device) {
 void device_notifier_state::runRecoveryCommand(AMRestorableDeviceRef device) {
   const AMRestorableDeviceState state = AMRestorableDeviceGetState(device);
   if (state != kAMRestorableDeviceStateRecovery) {
-    throw CreateDomainError(Error::DeviceBadState,
-                            fmt::format("Device in state {} not valid for {}", state, commandName));
+    throw CreateDomainError(
+        Error::DeviceBadState,
+        text::format("Device in state {} not valid for {}", state, commandName));
   }
   const std::unique_ptr<_AMRecoveryModeDevice, CFTypeDeleter> recoveryDevice(
       AMRestorableDeviceCopyRecoveryModeDevice(device));

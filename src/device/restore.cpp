@@ -1,4 +1,3 @@
-#include <fmt/format.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -9,6 +8,7 @@
 #include "output/cf_strings.h"
 #include "output/plist_values.h"
 #include "support/abort.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -99,8 +99,8 @@ void device_notifier_state::operateRestore(AMRestorableDeviceRef device) {
   if (completed.wait_until(deadline) == std::future_status::timeout) {
     const cf_error error = CreateDomainError(
         Error::RestoreTimeout,
-        fmt::format("Aborting, restore did not complete in {} seconds",
-                    std::chrono::duration_cast<std::chrono::seconds>(restoreTimeout).count()));
+        text::format("Aborting, restore did not complete in {} seconds",
+                     std::chrono::duration_cast<std::chrono::seconds>(restoreTimeout).count()));
     outputter->print_formatted_error(error.get());
     return;
   }

@@ -1,7 +1,5 @@
 #include "driver/command_runner.h"
 
-#include <fmt/format.h>
-
 #include <chrono>
 #include <cstdint>
 #include <sstream>
@@ -13,6 +11,7 @@
 #include "driver/program_options_error.h"
 #include "output/MobileDeviceDebug.h"
 #include "support/file.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -26,12 +25,12 @@ constexpr std::uint64_t largest_restore_options = std::uint64_t{1} << 30;  // by
 device_notifier_state::duration seconds(std::uint32_t count) { return std::chrono::seconds(count); }
 
 void require_ecid(const start_options& options, const char* command) {
-  if (!options.ecid_text) refuse(fmt::format("Option --{} requires --{}", command, "ecid"));
+  if (!options.ecid_text) refuse(text::format("Option --{} requires --{}", command, "ecid"));
 }
 
 void require_restore(const start_options& options, const char* option) {
   if (!options.restore_ipsw)
-    refuse(fmt::format("Option --{} only compatible with --{}", option, "restore"));
+    refuse(text::format("Option --{} only compatible with --{}", option, "restore"));
 }
 
 void set_command(device_notifier_state& session, command_kind kind, const char* name) {
@@ -69,7 +68,7 @@ cf_dictionary load_restore_options(const std::string& path) {
     return parse_restore_options(bytes);
   } catch (const std::exception& error) {
     throw CreateDomainError(Error::ReadError,
-                            fmt::format("Cannot open file '{}' - {}", path, error.what()));
+                            text::format("Cannot open file '{}' - {}", path, error.what()));
   }
 }
 
@@ -77,7 +76,7 @@ cf_dictionary load_restore_options(const std::string& path) {
 void choose_command(const start_options& options, device_notifier_state& session) {
   if (options.list_devices) {
     if (options.ecid_text)
-      refuse(fmt::format("Option --{} not compatible with --{}", "list-devices", "ecid"));
+      refuse(text::format("Option --{} not compatible with --{}", "list-devices", "ecid"));
     set_command(session, command_kind::list_devices, "list-devices");
   } else if (options.show_device_info) {
     require_ecid(options, "device-info");

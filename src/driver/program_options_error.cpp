@@ -1,12 +1,11 @@
 #include "driver/program_options_error.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <boost/program_options/errors.hpp>
 #include <string>
 
 #include "driver/error.h"
+#include "text/format.h"
 
 namespace korvrestore {
 
@@ -47,7 +46,7 @@ cf_error error_from_exception(std::exception& exception) {
   if (const auto* multiple = dynamic_cast<const po::multiple_occurrences*>(&exception)) {
     return CreateDomainError(
         Error::BadCommand,
-        fmt::format("Option '{}' may only be specified once", multiple->get_option_name()));
+        text::format("Option '{}' may only be specified once", multiple->get_option_name()));
   }
   if (dynamic_cast<const po::unknown_option*>(&exception) != nullptr)
     return CreateDomainError(Error::BadCommand, text_of(exception));

@@ -1,13 +1,13 @@
 #include "output/MobileDeviceDebug.h"
 
 #include <MobileDevice/MobileDevice.h>
-#include <fmt/format.h>
 
 #include <algorithm>
 #include <initializer_list>
 
 #include "output/cf_strings.h"
 #include "support/abort.h"
+#include "text/format.h"
 
 namespace korvrestore {
 namespace {
@@ -20,7 +20,7 @@ bool begins_with(CFStringRef text, CFStringRef phrase) {
 /// `unknown` means that the code has no text.
 void print_texts(output_str_state& output, const char* function, CFStringRef (*copy_text)(int),
                  int bound, std::initializer_list<CFStringRef> unknown) {
-  output.print_debug(fmt::format("==== {} ====", function));
+  output.print_debug(text::format("==== {} ====", function));
   for (int code = 0; code < bound; ++code) {
     const cf_string text(copy_text(code));
     if (!text) continue;
@@ -28,7 +28,7 @@ void print_texts(output_str_state& output, const char* function, CFStringRef (*c
                     [&](CFStringRef phrase) { return begins_with(text.get(), phrase); }))
       continue;
     output.print_debug(
-        fmt::format(R"(case {}: return copyString(CFSTR("{}"));)", code, MakeString(text.get())));
+        text::format(R"(case {}: return copyString(CFSTR("{}"));)", code, MakeString(text.get())));
   }
   output.print_debug("");
 }

@@ -16,6 +16,7 @@
 
 #include "driver/start_options.h"
 #include "support/cf_type_deleter.h"
+#include "text/format.h"
 
 namespace korvrestore {
 
@@ -48,8 +49,8 @@ class output_str_state {
   template <typename... Arguments>
   void say(std::string_view speaker, fmt::format_string<Arguments...> format,
            Arguments&&... arguments) {
-    print_debug(
-        fmt::format("{}: {}", speaker, fmt::format(format, std::forward<Arguments>(arguments)...)));
+    print_debug(text::format("{}: {}", speaker,
+                             text::format(format, std::forward<Arguments>(arguments)...)));
   }
   /// Queues a message. `value` is borrowed for the call.
   void print_value(CFStringRef type, CFTypeRef value);

@@ -2,12 +2,14 @@
 
 #include <ostream>
 
+#include "text/format.h"
+
 namespace TY {
 
-device_id make_device_id(const ecid& ecid) { return device_id(fmt::format("{}", ecid)); }
+device_id make_device_id(const ecid& ecid) { return device_id(text::format("{}", ecid)); }
 
 std::ostream& operator<<(std::ostream& stream, const device_id& id) {
-  return stream << fmt::format("{}", id);
+  return stream << text::format("{}", id);
 }
 
 }  // namespace TY

@@ -1,7 +1,6 @@
 #include "support/file.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include <system_error>
 
 #include "support/file_error.h"
+#include "text/format.h"
 
 namespace TY::file {
 namespace {
@@ -45,7 +45,7 @@ Result captured(boost::system::error_code& ec, Result on_failure, Operation oper
 }
 
 std::string for_reading(const std::string& path) {
-  return fmt::format("when opening file '{}' for reading", path);
+  return text::format("when opening file '{}' for reading", path);
 }
 
 }  // namespace
@@ -104,7 +104,7 @@ std::int64_t readable_file::get_total_size() {
   struct stat status;
   if (fstat(descriptor().native_handle(), &status) != 0) {
     const boost::system::error_code error = last_error();
-    throw boost::system::system_error(error, fmt::format("when getting size of file '{}'", path_));
+    throw boost::system::system_error(error, text::format("when getting size of file '{}'", path_));
   }
   return status.st_size;
 }
@@ -117,13 +117,13 @@ std::vector<unsigned char> readable_file::allocate_for_whole_file(std::uint64_t 
   const std::uint64_t size = static_cast<std::uint64_t>(get_total_size());
   if (size > maximum_size) {
     fail(errc::file_too_large,
-         fmt::format("'{}' is {} bytes (max size is {} bytes)", path_, size, maximum_size));
+         text::format("'{}' is {} bytes (max size is {} bytes)", path_, size, maximum_size));
   }
   try {
     return std::vector<unsigned char>(size);
   } catch (const std::exception& error) {
     fail(errc::buffer_allocation_failed,
-         fmt::format("while allocating {} bytes for '{}': {}", size, path_, error.what()));
+         text::format("while allocating {} bytes for '{}': {}", size, path_, error.what()));
   }
 }
 
@@ -150,7 +150,7 @@ writable_file::writable_file(const std::string& path, int flags, const std::stri
 
 writable_file writable_file::create_new(const std::string& path) {
   return writable_file(path, O_WRONLY | O_CREAT | O_EXCL,
-                       fmt::format("when creating new file '{}' for writing", path));
+                       text::format("when creating new file '{}' for writing", path));
 }
 
 writable_file writable_file::create_new(const std::string& path, boost::system::error_code& ec) {
@@ -159,7 +159,7 @@ writable_file writable_file::create_new(const std::string& path, boost::system::
 
 writable_file writable_file::open_clobber(const std::string& path) {
   return writable_file(path, O_WRONLY | O_CREAT | O_TRUNC,
-                       fmt::format("when clobbering file '{}' for writing", path));
+                       text::format("when clobbering file '{}' for writing", path));
 }
 
 writable_file writable_file::open_clobber(const std::string& path, boost::system::error_code& ec) {
@@ -168,7 +168,7 @@ writable_file writable_file::open_clobber(const std::string& path, boost::system
 
 writable_file writable_file::open_append(const std::string& path) {
   return writable_file(path, O_WRONLY | O_CREAT | O_APPEND,
-                       fmt::format("when opening file '{}' for appending", path));
+                       text::format("when opening file '{}' for appending", path));
 }
 
 writable_file writable_file::open_append(const std::string& path, boost::system::error_code& ec) {

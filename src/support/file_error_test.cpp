@@ -10,7 +10,8 @@ namespace generic = boost::system::errc;
 using boost::system::error_condition;
 
 TEST(ErrorCategories, NameTheirCodes) {
-  const boost::system::error_category& file = make_error_code(TY::file::errc::success).category();
+  const boost::system::error_code file_success = make_error_code(TY::file::errc::success);
+  const boost::system::error_category& file = file_success.category();
   const struct {
     int code;
     const char* message;
@@ -28,10 +29,11 @@ TEST(ErrorCategories, NameTheirCodes) {
     EXPECT_EQ(file.default_error_condition(code), condition) << code;
   }
   EXPECT_STREQ(file.name(), "TY::file");
-  EXPECT_FALSE(make_error_code(TY::file::errc::success).failed());
+  EXPECT_FALSE(file_success.failed());
 
-  const boost::system::error_category& device =
-      make_error_code(TY::SharedSupport::ios_device::errc::success).category();
+  const boost::system::error_code device_success =
+      make_error_code(TY::SharedSupport::ios_device::errc::success);
+  const boost::system::error_category& device = device_success.category();
   EXPECT_STREQ(device.name(), "libtorrin");
   const char* const messages[] = {"unknown error", "success", "USB communication failed",
                                   "Device entered invalid state", "unknown error"};

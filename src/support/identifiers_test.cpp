@@ -8,6 +8,7 @@
 #include "support/ecid.h"
 #include "support/serial_number.h"
 #include "support/udid.h"
+#include "text/format.h"
 
 namespace {
 
@@ -51,7 +52,7 @@ TEST(Ecid, MoveEmptiesSource) {
 }
 
 TEST(Ecid, FormatsZeroAsQuestionMarks) {
-  EXPECT_EQ(fmt::format("{:>18}", TY::ecid(10)), "  000000000000000A");
+  EXPECT_EQ(text::format("{:>18}", TY::ecid(10)), "  000000000000000A");
   EXPECT_EQ(std::string(TY::ecid(0)), "0000000000000000");
   std::ostringstream stream;
   stream << TY::make_device_id(TY::ecid(0)) << ' ' << TY::make_device_id(TY::ecid(1));

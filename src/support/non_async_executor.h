@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/asio/execution/blocking.hpp>
 #include <boost/asio/execution/context.hpp>
 #include <boost/asio/execution/outstanding_work.hpp>
 #include <boost/asio/execution_context.hpp>
@@ -17,8 +18,12 @@ class non_async_executor {
   // NOLINTNEXTLINE(bugprone-exception-escape): a context that can't be made ends the process
   static boost::asio::execution_context& query(boost::asio::execution::context_t) noexcept;
 
-  /// What an I/O object's asynchronous operation begins with: it would never complete.
+  /// Asio asks for these properties when an asynchronous operation starts or is posted. The
+  /// operation would never complete.
   non_async_executor require(boost::asio::execution::outstanding_work_t::tracked_t) const noexcept {
+    refuse();
+  }
+  non_async_executor require(boost::asio::execution::blocking_t::never_t) const noexcept {
     refuse();
   }
 

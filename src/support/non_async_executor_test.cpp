@@ -6,6 +6,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/execution/executor.hpp>
 #include <boost/asio/posix/basic_stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 
 namespace {
 
@@ -14,6 +15,7 @@ static_assert(boost::asio::execution::is_executor<TY::non_async_executor>::value
 TEST(NonAsyncExecutorDeathTest, EndsTheProcessThatUsesItAsynchronously) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(TY::non_async_executor().execute([] {}), "asynchronously");
+  EXPECT_DEATH(boost::asio::post(TY::non_async_executor(), [] {}), "asynchronously");
   EXPECT_DEATH(
       {
         boost::asio::posix::basic_stream_descriptor<TY::non_async_executor> descriptor(

@@ -1,7 +1,6 @@
 /// The C API over the test's own backend. The main thread serves the main queue, as in the tool,
 /// and another thread runs the tests.
 #include <dispatch/dispatch.h>
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -17,6 +16,7 @@
 #include "../operation_and_error_numbers.h"
 #include "notification_center.h"
 #include "tests/support/temporary_directory.h"
+#include "text/format.h"
 
 using namespace MobileDevice;
 
@@ -72,8 +72,8 @@ struct Client {
   static void receive(AMRestorableDeviceRef device, AMRestorableDeviceNotificationType type,
                       void* context) {
     Client& self = *static_cast<Client*>(context);
-    self.events.push_back(fmt::format("{} {} {}", int{type}, AMRestorableDeviceGetECID(device),
-                                      int{AMRestorableDeviceGetState(device)}));
+    self.events.push_back(text::format("{} {} {}", int{type}, AMRestorableDeviceGetECID(device),
+                                       int{AMRestorableDeviceGetState(device)}));
     self.kept.push_back(retained(device));
     if (self.inside) self.inside();
   }

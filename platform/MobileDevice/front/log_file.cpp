@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "text/format.h"
+
 namespace MobileDevice {
 
 bool LogFile::open(const char* path) {
@@ -29,10 +31,10 @@ void LogFile::write(std::uint64_t ecid, std::string_view call, AMRError result) 
   namespace time = std::chrono;
   const time::system_clock::time_point now = time::system_clock::now();
   const auto second = time::floor<time::seconds>(now);
-  const std::string line = fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z {:016X} {}: {}\n",
-                                       fmt::gmtime(time::system_clock::to_time_t(second)),
-                                       time::floor<time::milliseconds>(now - second).count(), ecid,
-                                       call, static_cast<std::int32_t>(result));
+  const std::string line = text::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z {:016X} {}: {}\n",
+                                        fmt::gmtime(time::system_clock::to_time_t(second)),
+                                        time::floor<time::milliseconds>(now - second).count(), ecid,
+                                        call, static_cast<std::int32_t>(result));
   // One write for each line keeps it whole if other processes write too. A full disk must not stop
   // a restore, so a line that can't be written is lost.
   [[maybe_unused]] const ssize_t written = ::write(descriptor_, line.data(), line.size());

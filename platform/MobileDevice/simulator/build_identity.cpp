@@ -1,11 +1,10 @@
 #include "build_identity.h"
 
-#include <fmt/format.h>
-
 #include <new>
 
 #include "failure.h"
 #include "fields.h"
+#include "text/format.h"
 
 namespace MobileDevice::simulator {
 namespace {
@@ -57,14 +56,14 @@ Owned<CFDictionaryRef> personalize(CFPropertyListRef manifest, const DevicePrope
       cast<CFArrayRef>(value_at(whole, CFSTR("BuildIdentities")), CFArrayGetTypeID());
   if (identities == nullptr) {
     throw Failure(FailureCode::kBuildManifest,
-                  fmt::format("{}: BuildManifest.plist has no array BuildIdentities", bundle));
+                  text::format("{}: BuildManifest.plist has no array BuildIdentities", bundle));
   }
   const void* const identity = find_identity(identities, device, restore_behavior);
   if (identity == nullptr) {
     throw Failure(FailureCode::kNoIdentity,
-                  fmt::format("{}: BuildManifest.plist has no identity for ChipID 0x{:X}, "
-                              "BoardID 0x{:X}",
-                              bundle, device.chip_id, device.board_id));
+                  text::format("{}: BuildManifest.plist has no identity for ChipID 0x{:X}, "
+                               "BoardID 0x{:X}",
+                               bundle, device.chip_id, device.board_id));
   }
   const void* values[] = {identity};
   const Owned<CFArrayRef> one(

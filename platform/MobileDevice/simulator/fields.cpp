@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "text/format.h"
 
 namespace MobileDevice::simulator {
 namespace {
@@ -65,8 +66,8 @@ std::optional<std::uint64_t> unsigned_integer_in(CFTypeRef value) {
 
 void Field::expected(const std::string& what) const {
   throw Failure(FailureCode::kScenario,
-                fmt::format("{}: {}{}expected {}{}", file, path, path.empty() ? "" : ": ", what,
-                            value == nullptr ? ", but the key is missing" : ""));
+                text::format("{}: {}{}expected {}{}", file, path, path.empty() ? "" : ": ", what,
+                             value == nullptr ? ", but the key is missing" : ""));
 }
 
 Field Field::at(CFTypeRef below, const std::string& step) const {
@@ -97,7 +98,7 @@ std::int64_t Field::integer(std::int64_t low, std::int64_t high) const {
   const std::optional<std::int64_t> number =
       all_text && string != nullptr ? parse_integer(to_text(string)) : integer_in(value);
   if (!number || *number < low || *number > high)
-    expected(fmt::format("an integer from {} to {}", low, high));
+    expected(text::format("an integer from {} to {}", low, high));
   return *number;
 }
 
@@ -110,7 +111,7 @@ double Field::number(const char* what, double low, double high) const {
     if (!boost::conversion::try_lexical_convert(to_text(string), number)) number = low - 1;
   }
   if (!(number >= low && number <= high))
-    expected(fmt::format("{} from {} to {:.0f}", what, low, high));
+    expected(text::format("{} from {} to {:.0f}", what, low, high));
   return number;
 }
 
@@ -127,7 +128,7 @@ std::vector<Field> Field::elements() const {
   if (array == nullptr) expected("an array");
   std::vector<Field> fields;
   for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-    fields.push_back(at(CFArrayGetValueAtIndex(array, i), fmt::format("[{}]", i)));
+    fields.push_back(at(CFArrayGetValueAtIndex(array, i), text::format("[{}]", i)));
   return fields;
 }
 
@@ -149,8 +150,8 @@ Fields::Fields(const Field& field, const std::vector<std::string>& known) : Fiel
   for (const auto& [key, unknown] : fields_) {
     if (std::find(known.begin(), known.end(), key) == known.end()) {
       throw Failure(FailureCode::kScenario,
-                    fmt::format("{}: {}: unknown key, expected one of {}", unknown.file,
-                                unknown.path, fmt::join(known, ", ")));
+                    text::format("{}: {}: unknown key, expected one of {}", unknown.file,
+                                 unknown.path, fmt::join(known, ", ")));
     }
   }
 }

@@ -1,13 +1,12 @@
 #include "ipsw.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "failure.h"
+#include "text/format.h"
 
 namespace MobileDevice::simulator {
 namespace {
@@ -15,7 +14,7 @@ namespace {
 constexpr std::size_t kLargestManifest = 64 << 20;
 
 [[noreturn]] void fail(FailureCode code, const std::string& file, const std::string& why) {
-  throw Failure(code, fmt::format("{}: {}", file, why));
+  throw Failure(code, text::format("{}: {}", file, why));
 }
 
 /// Overlapping entries make a small archive that takes hours to verify.
@@ -77,7 +76,7 @@ Plist Ipsw::build_manifest() {
     return parse_plist(bytes);
   } catch (const std::runtime_error& failure) {
     fail(FailureCode::kBuildManifest, file_,
-         fmt::format("BuildManifest.plist: {}", failure.what()));
+         text::format("BuildManifest.plist: {}", failure.what()));
   }
 }
 
@@ -87,7 +86,7 @@ void Ipsw::read(const ZipArchive::Entry& entry, const ZipArchive::Receiver& rece
   } catch (const Failure&) {
     throw;  // from the receiver
   } catch (const std::runtime_error& failure) {
-    fail(FailureCode::kBundle, fmt::format("{}: {}", file_, entry.name), failure.what());
+    fail(FailureCode::kBundle, text::format("{}: {}", file_, entry.name), failure.what());
   }
 }
 

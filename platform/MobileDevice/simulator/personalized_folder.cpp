@@ -1,13 +1,13 @@
 #include "personalized_folder.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <stdexcept>
 
 #include "plist_file.h"
+#include "text/format.h"
 
 namespace MobileDevice::simulator {
 
@@ -17,7 +17,7 @@ std::string path_option(CFDictionaryRef options, const char* key) {
   std::string text = path == nullptr ? "" : to_text(path);
   if (text.empty() || text.find('\0') != std::string::npos) {
     throw Failure(FailureCode::kOptions,
-                  fmt::format("restore options: {}: expected a path, a string", key));
+                  text::format("restore options: {}: expected a path, a string", key));
   }
   return text;
 }
@@ -51,12 +51,12 @@ void PersonalizedFolder::check_path() const {
 void PersonalizedFolder::write(CFDictionaryRef manifest) const {
   if (not_created_) {
     throw Failure(FailureCode::kPersonalizedBundle,
-                  fmt::format("{}: {}", path_, not_created_.message()));
+                  text::format("{}: {}", path_, not_created_.message()));
   }
   try {
     write_plist_file(manifest, descriptor_, "BuildManifest.plist");
   } catch (const std::runtime_error& failure) {
-    throw Failure(FailureCode::kPersonalizedBundle, fmt::format("{}/{}", path_, failure.what()));
+    throw Failure(FailureCode::kPersonalizedBundle, text::format("{}/{}", path_, failure.what()));
   }
 }
 

@@ -1,13 +1,14 @@
 #include "plist_file.h"
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
+
+#include "text/format.h"
 
 namespace MobileDevice::simulator {
 namespace {
@@ -16,7 +17,7 @@ constexpr std::size_t kLargestFile = 64 << 20;
 constexpr std::size_t kPiece = 65536;  // read at once
 
 [[noreturn]] void fail(const std::string& file, const std::string& why) {
-  throw std::runtime_error(fmt::format("{}: {}", file, why));
+  throw std::runtime_error(text::format("{}: {}", file, why));
 }
 
 std::string system_text(int error) { return std::generic_category().message(error); }

@@ -1,6 +1,5 @@
 #include "scenario.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 
 #include "failure.h"
 #include "tests/support/temporary_directory.h"
+#include "text/format.h"
 
 using namespace MobileDevice;
 using namespace MobileDevice::simulator;
@@ -43,7 +43,7 @@ TEST(Scenario, ReportsMistakes) {
     std::string text;
     ++line;
     if (!std::getline(cases, text) || !text.starts_with(mark))
-      throw std::runtime_error(fmt::format("refused.txt:{}: expected \"{}\"", line, mark));
+      throw std::runtime_error(text::format("refused.txt:{}: expected \"{}\"", line, mark));
     return text.substr(std::min(text.size(), mark.size() + 1));
   };
   do {

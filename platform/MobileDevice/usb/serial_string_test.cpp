@@ -1,7 +1,8 @@
 #include "serial_string.h"
 
-#include <fmt/format.h>
 #include <gtest/gtest.h>
+
+#include "text/format.h"
 
 namespace MobileDevice::usb {
 namespace {
@@ -43,8 +44,8 @@ TEST(SerialString, ReadsValidValuesOnly) {
   };
   for (const auto& [text, read] : cases) {
     const SerialString parsed = parse_serial_string(text);
-    EXPECT_EQ(fmt::format("{:x} {:x} {:x} {:x} {}", parsed.ecid, parsed.chip_id, parsed.board_id,
-                          parsed.fusing_info, parsed.serial_number.value_or("none")),
+    EXPECT_EQ(text::format("{:x} {:x} {:x} {:x} {}", parsed.ecid, parsed.chip_id, parsed.board_id,
+                           parsed.fusing_info, parsed.serial_number.value_or("none")),
               read)
         << text;
   }
