@@ -1,4 +1,4 @@
-# The target headers, built when asked for by name: each header that others include, alone.
+# The target headers, not part of all: compiles each public header alone.
 file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}
      platform/*/include/*.h platform/*/runtime/*.h src/*.h)
 set(units "")

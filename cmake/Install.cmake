@@ -1,4 +1,4 @@
-# The libraries are the program's own, so they keep out of the system's library directory.
+# Only this program uses the libraries, so they aren't in the system's library directory.
 set(private_library_dir ${CMAKE_INSTALL_LIBDIR}/korvrestore)
 cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
            OUTPUT_VARIABLE libraries_from_program)
@@ -19,13 +19,13 @@ foreach(library IN ITEMS CoreFoundation MobileDevice TYMath dispatch)
   endif()
 endforeach()
 
-# Under /usr and /usr/local udev reads it; under another prefix it has no effect.
+# udev reads the rule under /usr and /usr/local only; under another prefix it has no effect.
 set(udev_rules_dir ${CMAKE_INSTALL_PREFIX}/lib/udev/rules.d)
 if(KORVRESTORE_USB)
   install(FILES packaging/70-korvrestore.rules DESTINATION lib/udev/rules.d)
 endif()
 
-# The version, and where things are installed, are in CMake's hands only.
+# Only CMake knows the version and the installation folders.
 set(programs korvrestore-bench korvrestore-fleet korvrestore-status)
 set(manuals korvrestore.1)
 foreach(program IN LISTS programs)
@@ -44,7 +44,7 @@ install(FILES ${manuals} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES packaging/korvrestore.bash
         DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME korvrestore)
 
-# The programs look for the package below their own prefix, if Python doesn't.
+# The programs search their own prefix for the package, if Python doesn't find it.
 install(DIRECTORY python/korvrestore DESTINATION lib/python3/dist-packages
         PATTERN __pycache__ EXCLUDE)
 foreach(program IN LISTS programs)

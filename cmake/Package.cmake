@@ -9,7 +9,7 @@ properties, makes them leave Recovery or stay in it, and restores them from a
 firmware bundle. It is driven by other programs: every result, progress report
 and error is an XML property list. A device simulator is built in. Restoring
 works with simulated devices only.")
-# The project has no address. This one can't be reached, and says so.
+# The project has no address. This one is a placeholder that can't be reached.
 set(CPACK_PACKAGE_CONTACT "korvrestore maintainers <maintainers@korvrestore.invalid>")
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -1,8 +1,8 @@
 # korvrestore_add_unit_test(NAME SOURCES file... LIBRARIES target... [WRAPS function...])
-# One GoogleTest program, one ctest entry; test support is included as tests/support/*.h.
+# Adds a GoogleTest program and a ctest entry. It can include tests/support/*.h.
 # TEST_DATA_DIR names the data folder beside the CMakeLists.txt that calls this.
-# WRAPS names functions of the system that the sources put their own before: FUNCTION is called
-# __wrap_FUNCTION, and the system's __real_FUNCTION. No such test is made but on Linux.
+# WRAPS names system functions that the sources replace: calls to FUNCTION go to __wrap_FUNCTION,
+# and __real_FUNCTION is the system's. Such a test is built on Linux only.
 function(korvrestore_add_unit_test name)
   if(NOT BUILD_TESTING)
     return()

@@ -8,8 +8,8 @@ const tool = spawn(program, ['--restore', ipsw, '--ecid', ecid], {
 });
 for (const signal of ['SIGINT', 'SIGTERM', 'SIGHUP']) process.on(signal, () => tool.kill());
 
-// The first value of a key at any depth, which is enough for the keys below. For all of a message,
-// use a reader of property lists, and catch what it throws for each message.
+// The first value of a key at any depth, which is enough for the keys below. For whole messages,
+// use a property-list reader, and catch its exceptions for each message.
 const find = (xml, key) =>
   xml.match(new RegExp(`<key>${key}</key>\\s*<(?:string|integer|real)>([^<]*)<`))?.[1];
 

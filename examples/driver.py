@@ -13,7 +13,7 @@ from korvrestore import Restore, Stage, Tool, Unreadable  # noqa: E402
 
 program, ipsw, ecid = sys.argv[1:]
 restore = Restore(ecid)
-# The tool's own timeouts are 3 and 7200 seconds. One that hangs is ended a minute later.
+# The tool's own timeouts are 3 and 7200 seconds. A tool that hangs is ended a minute later.
 with Tool([program, "--restore", ipsw, "--ecid", ecid], limit=7263) as tool:
     for message in tool:
         if isinstance(message, Unreadable):

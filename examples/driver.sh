@@ -3,8 +3,8 @@
 set -uo pipefail
 program=$1 ipsw=$2 ecid=$3
 
-# Of a key and its value, which are on two lines, prints "KEY VALUE"; "." after each message.
-# XML writes <, > and & as &lt;, &gt; and &amp;: they stay so here.
+# Joins a key and its value, which are on two lines, to "KEY VALUE". Prints "." after each message.
+# The XML escapes &lt;, &gt; and &amp; are not replaced.
 flat() {
   sed --unbuffered --quiet --regexp-extended '
     s|^\t*<key>(.*)</key>$|\1|; t key
@@ -17,7 +17,7 @@ declare -A value=()
 place='' result='' ended=''
 while read -r key text; do
   if [ "$key" != . ]; then
-    value[$key]=${value[$key]-$text} # the first of a name: of Status, not of what is in Error
+    value[$key]=${value[$key]-$text} # only the first value of a key counts
     continue
   fi
   case ${value[Type]-}:${value[Operation]-}:${value[Progress]-} in

@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
-"""Makes a small firmware bundle (IPSW) that a simulated device can be restored from.
+"""Creates a small firmware bundle (IPSW) for restoring a simulated device.
 
-It has the shape of a real one, a zip archive with a BuildManifest.plist, and nothing in it that a
-real device could use.
+Like a real bundle it is a zip archive with a BuildManifest.plist, but a real device can't use it.
 """
 
 import argparse
@@ -14,7 +13,7 @@ SYSTEM_IMAGE = "system.dmg"
 
 
 def build_manifest(chip_id: int, board_id: int) -> dict:
-    """The manifest's identities say which devices the bundle fits; numbers are hexadecimal text."""
+    """The identities list the devices that the bundle is for, with hexadecimal numbers."""
     image = {"SystemImage": {"Info": {"Path": SYSTEM_IMAGE}}}
     identities = [
         {

@@ -1,4 +1,4 @@
-# Debian packages hold their manual pages and changelogs compressed.
+# Debian packages contain compressed manual pages and changelogs.
 file(GLOB_RECURSE documents
      "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/korvrestore*.1"
      "${CPACK_TEMPORARY_INSTALL_DIRECTORY}/*/changelog")

@@ -8,7 +8,7 @@ _korvrestore() {
   _init_completion -s || return
   case $prev in
     --ecid)
-      # Takes a second: devices are listed as they are reported.
+      # Takes a second, the detect timeout.
       COMPREPLY=($(compgen -W "$("$1" --list-devices --detect-timeout 1 2>/dev/null |
         grep -oE '<string>[0-9A-F]{16}' | cut -c 9-)" -- "${cur^^}"))
       return

@@ -91,7 +91,7 @@ class FleetTest(ProgramTest):
             (QUICK, {}, f"{QUICK} has no bundle"),
             ("# none", {}, "no device"),
             (b"\xff", {}, "not a text file"),
-            (f"{QUICK} any", {"letter": ""}, "is neither new nor that of a run"),
+            (f"{QUICK} any", {"letter": ""}, "exists and isn't the folder of a run"),
             (f"{QUICK} b", {"run": "1", "jobs.tsv": f"bench1\t{QUICK}\ta\n"}, "begun with a"),
         ]:
             table = table if isinstance(table, bytes) else table.encode()

@@ -1,4 +1,4 @@
-# Builds for macOS on Linux: Debian's clang over the SDK that scripts/check-macos puts together.
+# Builds for macOS on Linux: Debian's clang with the SDK that scripts/check-macos creates.
 # The processor is CMAKE_OSX_ARCHITECTURES, given on the command line.
 cmake_path(SET work NORMALIZE ${CMAKE_CURRENT_LIST_DIR}/../../build/macos)
 
@@ -13,8 +13,8 @@ set(CMAKE_CXX_COMPILER_TARGET ${CMAKE_OSX_ARCHITECTURES}-apple-macos)
 set(CMAKE_INSTALL_NAME_TOOL ${llvm}/llvm-install-name-tool)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
 
-# Nothing of this machine is found but programs; the libraries that aren't the system's come from
-# find modules.
+# Only programs are found on this machine. Find modules provide the libraries that aren't part of
+# macOS.
 set(MACOS_LIBRARY_HEADERS include CACHE STRING "The folder of Boost's and {fmt}'s headers")
 set(CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/modules)
 set(CMAKE_FIND_ROOT_PATH ${CMAKE_OSX_SYSROOT})

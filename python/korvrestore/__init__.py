@@ -1,12 +1,12 @@
 """Drive korvrestore from Python: many devices, one process of the tool for each.
 
-messages   the message stream: bytes in, messages out
+messages   the message stream: splits and parses it
 tool       one run of the tool: command line, pipe, limits, end
 restore    the state of one device's restore
-recording  keeps a restore, so that the simulator can play it again
+recording  writes a restore to files, so that the simulator can replay it
 display    rows that fit a terminal
-loop       several tools side by side
-bench      several restores side by side; watch finds the devices itself
+loop       runs several tools at the same time
+bench      runs several restores at the same time; watch restores each device that appears
 status     the restores of a folder
 fleet      many hosts over ssh
 
@@ -22,7 +22,7 @@ A restore of one device:
     print(restore.result)
 
 Only Python's standard library is needed. The programs korvrestore-bench, korvrestore-status and
-korvrestore-fleet are made of these modules.
+korvrestore-fleet use these modules.
 """
 
 from korvrestore.messages import Message, MessageReader, Unreadable

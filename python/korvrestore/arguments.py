@@ -1,4 +1,4 @@
-"""What the programs' command lines have in common."""
+"""Parts that the programs' command lines share."""
 
 from __future__ import annotations
 
@@ -11,7 +11,7 @@ DETECT_TIMEOUT, RESTORE_TIMEOUT = 10, 7200  # seconds
 
 
 def ecid(text: str) -> str:
-    """An ECID in the tool's spelling. Raises argparse.ArgumentTypeError if it isn't one."""
+    """An ECID, in upper case. Raises argparse.ArgumentTypeError if it isn't one."""
     if not re.fullmatch("[0-9A-Fa-f]{16}", text):
         raise argparse.ArgumentTypeError(f"{text!r} is not an ECID (16 hexadecimal digits)")
     return text.upper()
@@ -35,7 +35,7 @@ def lines(file: pathlib.Path) -> list[str]:
 
 
 def read_ecids(file: pathlib.Path) -> list[str]:
-    """One ECID on each line; what follows it there is ignored. Raises OSError and ValueError."""
+    """One ECID on each line; the rest of the line is ignored. Raises OSError and ValueError."""
     try:
         found = [ecid(line.split()[0]) for line in lines(file)]
     except argparse.ArgumentTypeError as error:
@@ -46,7 +46,7 @@ def read_ecids(file: pathlib.Path) -> list[str]:
 
 
 def write_whole(file: pathlib.Path, text: str) -> None:
-    """Replaces the file: it holds the whole text, or what it held before. Raises OSError."""
+    """Replaces the file's content, completely or not at all. Raises OSError."""
     new = file.with_name(f"{file.name}.new")
     with new.open("w") as output:
         output.write(text)

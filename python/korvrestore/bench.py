@@ -1,4 +1,4 @@
-"""The devices of one bench, restored side by side."""
+"""Restores the devices of one bench at the same time."""
 
 from __future__ import annotations
 
@@ -19,12 +19,12 @@ from korvrestore.table import Table
 from korvrestore.tool import MARGIN, Tool
 
 NAME = "korvrestore-bench"
-_STARTS_PER_STEP = 8  # few, so that what is shown goes on meanwhile
+_STARTS_PER_STEP = 8  # few, so that the display is still updated
 
 
 @dataclass
 class Settings:
-    """What all restores of one run have in common."""
+    """Settings that all restores of one run share."""
 
     tool: str
     options: list[str]  # of the restore
@@ -37,12 +37,12 @@ class Settings:
 
 @dataclass
 class Job:
-    """One device: perhaps a question for its properties, then its restore."""
+    """One device: if recorded, --device-info first, then its restore."""
 
     restore: Restore
     settings: Settings
     loop: Loop
-    note: Callable[[str], None]  # prints what went wrong beside the restore
+    note: Callable[[str], None]  # prints a problem that isn't the restore's
     is_interrupted: Callable[[], bool]
     recording: Recording | None = None
     is_done: bool = False
@@ -110,7 +110,7 @@ class Job:
         self._finish()
 
     def give_up(self, reason: str) -> None:
-        """The restore isn't begun."""
+        """Ends the job without starting the restore."""
         self.restore.end(Stage.NOT_BEGUN, time.monotonic(), reason)
         self._finish()
 
@@ -119,20 +119,20 @@ class Job:
         self.is_done = True
 
     def _record(self, action: Callable[[Recording], None]) -> None:
-        """What goes wrong here (a full disk, say) ends the recording, not the restore."""
+        """An error here (such as a full disk) ends the recording, not the restore."""
         if self.recording is None:
             return
         try:
             action(self.recording)
         except Exception as error:
             self.recording = None
-            self.note(f"{self.restore.ecid}: the recording is broken off: {error}")
+            self.note(f"{self.restore.ecid}: the recording stopped: {error}")
 
 
 class Bench:
     """All the jobs of one run."""
 
-    FINISH, STOP, KILL = 1, 2, 3  # what signals have asked for
+    FINISH, STOP, KILL = 1, 2, 3  # what signals ask for
 
     def __init__(
         self,
@@ -144,7 +144,7 @@ class Bench:
         is_watching: bool,
     ) -> None:
         self.restores: list[Restore] = []
-        """Those to show."""
+        """The restores to show."""
         self.is_startable = True
         self.asked_for = 0
         self._loop = loop
@@ -164,7 +164,7 @@ class Bench:
         return bool(self._waiting or self._running or self._loop.running)
 
     def add(self, device: str) -> None:
-        """Restores the device as soon as there is a place."""
+        """Restores the device as soon as fewer than --at-once restores run."""
         job = Job(Restore(device), self._settings, self._loop, self.note, self._is_stopped)
         if self._settings.record is not None:
             job.recording = Recording(self._settings.record, device)
@@ -172,7 +172,7 @@ class Bench:
         self._waiting.append(job)
 
     def withdraw(self, devices: set[str]) -> None:
-        """Doesn't restore those of the devices that still wait for a place."""
+        """Drops those of the devices whose restore hasn't started yet."""
         for job in [job for job in self._waiting if job.restore.ecid in devices]:
             self._waiting.remove(job)
             self.restores.remove(job.restore)
@@ -209,9 +209,9 @@ class Bench:
             self._running.append(job)
         self._waiting.clear()
         if self.asked_for == self.FINISH:
-            self.note("interrupted: the running restores are finished; once more ends them")
+            self.note("interrupted: waiting for the running restores; interrupt again to end them")
         elif self.asked_for == self.STOP:
-            self.note("interrupted: the tools are ended; once more kills them")
+            self.note("interrupted: ending the tools; interrupt again to kill them")
             self._loop.stop()
         else:
             self._loop.kill()
@@ -228,28 +228,28 @@ class Bench:
             self.note(f"{restore.ecid}: no row in the table: {error}")
 
     def print(self, text: str) -> None:
-        """Lines that stay."""
+        """Prints lines that aren't redrawn."""
         self._display.print(plain(text))
 
     def note(self, text: str) -> None:
-        """What isn't a result."""
+        """Prints a line that isn't a result."""
         if self._output.can_draw:
             self.print(f"{NAME}: {text}")
         else:
             print(f"{NAME}: {plain(text)}", file=sys.stderr)
 
     def show_results(self) -> None:
-        """The table for people: what needs attention comes last."""
+        """Prints the table for people; restores that need attention come last."""
         order = (Stage.RESTORED, Stage.NOT_BEGUN, Stage.FAILED)
         rows = sorted(self.restores, key=lambda restore: order.index(restore.stage))
         lines = ["", *(f"{each.ecid}  {each.result}" for each in rows), "", counts(rows)]
         self.print("\n".join(lines))
 
     def print_result(self, restore: Restore) -> None:
-        """Of a restore that isn't shown any more. A log has it already."""
+        """Prints the result of a restore that is no longer shown. A log contains it already."""
         if self._output.can_draw:
             self.print(result_line(restore, time.monotonic()))
 
     def flush(self) -> None:
-        """Waits until all has been written."""
+        """Waits until all output is written."""
         self._output.flush(wait=True)

@@ -1,4 +1,4 @@
-"""The program korvrestore-bench: restores the devices of one bench side by side."""
+"""The program korvrestore-bench: restores the devices of one bench at the same time."""
 
 from __future__ import annotations
 
@@ -16,15 +16,16 @@ from korvrestore.table import Table
 from korvrestore.watch import Watch
 
 DESCRIPTION = """
-Restores several devices side by side, one process of korvrestore for each. On a terminal it shows
-all of them in place; otherwise, and with TERM=dumb, it prints a line when a restore begins, at each
-tenth, and when it ends. With --watch it restores every device that appears, until interrupted.
+Restores several devices at the same time, with one process of korvrestore for each. On a terminal
+it shows all of them in place. Otherwise, and with TERM=dumb, it prints a line when a restore
+begins, at every 10 %, and when it ends. With --watch it restores every device that appears, until
+interrupted.
 """
 EPILOG = """
-A signal (SIGINT, SIGTERM, SIGHUP) ends the tools, a second one kills them; those that don't end in
-ten seconds are killed, too. With --watch the first SIGINT lets the running restores finish. The
-exit status is 0 if every device was restored, 1 if one wasn't, 2 if nothing could be begun, 128 and
-the signal's number after a signal.
+A signal (SIGINT, SIGTERM, SIGHUP) ends the tools, a second one kills them. Tools that don't end
+within ten seconds are killed, too. With --watch the first SIGINT lets the running restores finish.
+The exit status is 0 if every device was restored, 1 if one wasn't, 2 if no restore could start, and
+128 plus the signal's number after a signal.
 """
 
 
@@ -45,8 +46,8 @@ def parse_arguments() -> argparse.Namespace:
         type=number,
         default=RESTORE_TIMEOUT,
         metavar="SECONDS",
-        help="how long to wait for the end of each restore, from when the device was found; a tool "
-        "that takes a minute longer than both timeouts is ended (default: %(default)s)",
+        help="how long to wait for the end of each restore after the device was found; a tool that "
+        "takes a minute longer than both timeouts is ended (default: %(default)s)",
     )
     parser.add_argument(
         "--at-once", type=number, metavar="N", help="restore at most N devices at a time"
@@ -55,7 +56,7 @@ def parse_arguments() -> argparse.Namespace:
         "--record",
         type=pathlib.Path,
         metavar="FOLDER",
-        help="keep the messages, and scenarios that play them again, in a new folder",
+        help="write the messages, and scenarios that replay them, to a new folder",
     )
     parser.add_argument(
         "--table",
@@ -67,19 +68,19 @@ def parse_arguments() -> argparse.Namespace:
     parser.add_argument(
         "--watch",
         action="store_true",
-        help="restore every device that appears, until interrupted; one that was restored or has "
-        "failed is left alone until it has been away",
+        help="restore every device that appears, until interrupted; after its restore a device is "
+        "ignored until it has left and come back",
     )
     parser.add_argument(
         "--only",
         type=pathlib.Path,
         metavar="FILE",
-        help="with --watch: restore no device but those of this list, an ECID on each line",
+        help="with --watch: restore only the devices of this list, an ECID on each line",
     )
     parser.add_argument(
         "--tool", default="korvrestore", metavar="PROGRAM", help="default: korvrestore, from PATH"
     )
-    arguments = parser.parse_intermixed_args()  # options may stand between the ECIDs
+    arguments = parser.parse_intermixed_args()  # options may be between the ECIDs
     if arguments.at_once == 0:
         parser.error("--at-once: at least 1")
     if arguments.watch:
@@ -104,7 +105,7 @@ def main() -> int:
         results = None if arguments.table is None else Table(arguments.table)
         if arguments.record is not None:
             arguments.record.mkdir()
-        # A tool that is stopped midway leaves its own folder behind: keep all of them in ours.
+        # A tool that is stopped leaves its own temporary folder: create all of these in ours.
         scratch = Scratch(NAME)
     except (OSError, ValueError) as error:
         print(f"{NAME}: {error}", file=sys.stderr)

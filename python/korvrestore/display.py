@@ -1,4 +1,4 @@
-"""What the programs show: rows that fit a terminal, or lines for a log."""
+"""The programs' output: rows that fit a terminal, or lines for a log."""
 
 from __future__ import annotations
 
@@ -18,19 +18,19 @@ _BAR = 12
 
 
 def duration(seconds: float) -> str:
-    """As 0:05, 12:34 or 1:02:03."""
+    """Formatted as 0:05, 12:34 or 1:02:03."""
     minutes, rest = divmod(int(seconds), 60)
     hours, minutes = divmod(minutes, 60)
     return f"{hours}:{minutes:02}:{rest:02}" if hours else f"{minutes}:{rest:02}"
 
 
 def plain(text: str) -> str:
-    """Without characters that a terminal would obey."""
+    """Replaces control characters of a terminal."""
     return "".join(each if each.isprintable() or each == "\n" else "?" for each in text)
 
 
 def result_line(restore: Restore, now: float) -> str:
-    """A device's end, on a line of its own."""
+    """A line with a device's result."""
     seconds = restore.seconds(now)
     taken = "" if seconds is None else f" ({duration(seconds)})"
     return f"{restore.ecid}  {restore.result}{taken}"
@@ -94,7 +94,7 @@ def _row(restore: Restore, now: float, width: int, digits: int) -> str:
 
 
 def _digits(restores: Sequence[Restore], width: int) -> int:
-    """How many digits of the ECIDs to show: all, or as few as tell the devices apart."""
+    """The number of ECID digits to show: all, or the fewest that distinguish the devices."""
     digits = 16 if width >= 60 else 8 if width >= 40 else 4
     while digits < 16 and len({each.ecid[-digits:] for each in restores}) < len(restores):
         digits += 1
@@ -109,7 +109,7 @@ def render(
     before: Sequence[Restore] = (),
 ) -> list[str]:
     """Lines of at most `width` columns: a row for each device, as many as fit into `height` lines,
-    then the counts, which include those of `before`. Restored ones go first if there is no room."""
+    then the counts, which include those of `before`. Restored ones are hidden first."""
     last = counts([*before, *restores], now)
     shown = in_order(restores, now)
     if height is not None and len(shown) + len(textwrap.wrap(last, max(width, 10))) > height:
@@ -128,12 +128,12 @@ def render(
 
 
 class Output:
-    """Standard output, written without ever waiting for who reads it: a terminal whose connection
-    hangs, or that is stopped with Ctrl-S, must not hold up the restores."""
+    """Standard output, written without waiting for its reader: a terminal whose connection hangs,
+    or that is stopped with Ctrl-S, must not delay the restores."""
 
     def __init__(self) -> None:
         self._pending = b""
-        if sys.stdout is None:  # closed by who started us
+        if sys.stdout is None:  # closed by the caller
             sys.stdout = open(os.devnull, "w")
         self._encoding = sys.stdout.encoding
         self._descriptor = sys.stdout.fileno()
@@ -141,7 +141,7 @@ class Output:
         self.can_draw = self.is_terminal and os.environ.get("TERM", "dumb") not in ("", "dumb")
         """Whether lines can be drawn in place."""
         if self.is_terminal:
-            # Opened again: non-blocking mode of the one that we have would be the shell's, too.
+            # Opened again: the shell shares our descriptor, and would get its non-blocking mode.
             try:
                 name = os.ttyname(self._descriptor)
                 self._descriptor = os.open(name, os.O_WRONLY | os.O_NOCTTY | os.O_NONBLOCK)
@@ -150,7 +150,7 @@ class Output:
 
     @property
     def is_idle(self) -> bool:
-        """All that was written has been taken."""
+        """Whether the terminal or pipe has accepted all output."""
         return not self._pending
 
     def size(self) -> tuple[int, int]:
@@ -179,14 +179,14 @@ class Output:
                     return
                 time.sleep(0.01)
                 continue
-            except OSError:  # nobody reads any more: the restores go on
+            except OSError:  # the reader has gone; the restores continue
                 self._descriptor = os.open(os.devnull, os.O_WRONLY)
                 continue
             self._pending = self._pending[written:]
 
 
 class Screen:
-    """Rows drawn in place, at the end of what the terminal shows."""
+    """Rows drawn in place, below the earlier output of the terminal."""
 
     def __init__(self, output: Output) -> None:
         self._output = output
@@ -196,7 +196,7 @@ class Screen:
     def update(
         self, restores: Sequence[Restore], now: float, before: Sequence[Restore] = ()
     ) -> None:
-        """Draws the rows if they have changed, unless the terminal hasn't taken the last ones."""
+        """Draws the rows if they have changed and the terminal has accepted the last ones."""
         if not self._output.is_idle:
             self._output.flush()
             return
@@ -209,19 +209,19 @@ class Screen:
         self._drawn = lines
 
     def print(self, text: str) -> None:
-        """Writes lines above the rows, to stay. The rows come back with the next update."""
+        """Writes permanent lines above the rows. The next update draws the rows again."""
         self._output.write(f"{self._to_the_first_row()}\x1b[J{text}\n")
 
     def _to_the_first_row(self) -> str:
         drawn, self._drawn = len(self._drawn), []
         if self._size != (size := self._output.size()):
             self._size = size
-            return "\x1b[2J\x1b[H"  # where the rows are now, only the terminal knows
+            return "\x1b[2J\x1b[H"  # only the terminal knows where the rows are now
         return f"\x1b[{drawn}A\r" if drawn else ""
 
 
 class Log:
-    """A line when a restore begins, at each tenth, and when it ends; or the ends only."""
+    """Lines when a restore begins, at every 10 %, and when it ends; or only when it ends."""
 
     def __init__(self, output: Output, *, ends_only: bool = False) -> None:
         self._output = output

@@ -31,8 +31,8 @@ Restores devices on many hosts from one desk. GNU parallel starts a job for each
 runs the tool on the host that the device is attached to. Options after -- go to every tool.
 """
 EPILOG = """
-The same command line goes on with a run that was interrupted; no restore is begun twice. The exit
-status is 0 if every device was restored, 1 if one wasn't, 2 if nothing could be begun, 128 and the
+The same command line continues an interrupted run; no restore is begun twice. The exit status is 0
+if every device was restored, 1 if one wasn't, 2 if no restore could start, and 128 plus the
 signal's number after a signal.
 """
 HERE = pathlib.Path(__file__).resolve().parent
@@ -64,7 +64,7 @@ def read_hosts(file: pathlib.Path) -> list[str]:
 
 
 class Folder:
-    """What one run keeps. Who holds it is alone in it."""
+    """The files of one run. A lock allows only one process to use them."""
 
     def __init__(self, path: pathlib.Path) -> None:
         self.path = path
@@ -73,36 +73,36 @@ class Folder:
         self.joblog = path / "joblog"
         path.mkdir(exist_ok=True)
         if any(path.iterdir()) and not self.run_file.exists():
-            fail(f"{path} is neither new nor that of a run")
+            fail(f"{path} exists and isn't the folder of a run")
         self.lock = (path / "lock").open("w")
         try:
             fcntl.flock(self.lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
         except BlockingIOError:
             fail(f"{path} is in use")
-        # By this name the hosts know which restores they have begun already.
+        # The hosts store the state of the restores under this name.
         if not self.run_file.exists():
             write_whole(self.run_file, uuid.uuid4().hex)
         self.run = self.run_file.read_text()
-        # GNU parallel refuses a line that a power cut has left unfinished.
+        # GNU parallel refuses a file whose last line a power cut has cut off.
         if self.joblog.exists():
             text = self.joblog.read_text()
             write_whole(self.joblog, text[: text.rfind("\n") + 1])
 
     def jobs(self) -> dict[str, tuple[str, str]]:
-        """ECID → host and bundle. A device stays with the host that it was first found on: only
-        that one knows whether its restore was begun."""
+        """ECID → host and bundle. A device stays assigned to the host where it was first found:
+        only that host knows whether its restore was begun."""
         if not self.jobs_file.exists():
             return {}
         rows = (line.split("\t") for line in self.jobs_file.read_text().splitlines())
         return {device: (host, bundle) for host, device, bundle in rows}
 
     def add_job(self, host: str, device: str, bundle: str) -> None:
-        """Below the others: the joblog tells them by their numbers."""
+        """Appends a job: the joblog refers to jobs by their numbers, so these must not change."""
         before = self.jobs_file.read_text() if self.jobs_file.exists() else ""
         write_whole(self.jobs_file, f"{before}{host}\t{device}\t{bundle}\n")
 
     def last_word(self, device: str) -> str:
-        """Why a host hasn't told the end, as ssh or the host put it."""
+        """Why a host hasn't reported the end, in the words of ssh or the host."""
         log = self.path / f"{device}.log"
         words = log.read_text(errors="replace").split("\n")[1:] if log.exists() else []
         last = next((line for line in reversed(words) if line), "the host wasn't asked")
@@ -110,7 +110,7 @@ class Folder:
 
 
 def list_devices(hosts: list[str], arguments: argparse.Namespace) -> dict[str, list[str]]:
-    """ECID → the hosts that see the device."""
+    """ECID → the hosts that the device is attached to."""
     command = f"{arguments.ssh} {{}} {shlex.quote(shlex.quote(arguments.tool))} --list-devices"
     options = ["--jobs", "0", "--retries", "2", "--timeout", "60", "--results", "-.json"]
     answers = subprocess.run(
@@ -127,14 +127,14 @@ def list_devices(hosts: list[str], arguments: argparse.Namespace) -> dict[str, l
         try:
             for device in plistlib.loads(answer["Stdout"].encode())["Value"]:
                 found[device].append(host)
-        except Exception:  # it can't be reached, or has no tool
+        except Exception:  # the host can't be reached, or has no tool
             reason = " ".join(answer["Stderr"].split()) or f"exit status {answer['Exitval']}"
             print(f"{NAME}: {host} doesn't list its devices: {reason}", file=sys.stderr)
     return found
 
 
 def assign(folder: Folder, bundles: dict[str, str], arguments: argparse.Namespace) -> None:
-    """Looks for the devices that have no host yet."""
+    """Searches the hosts for the devices that have no host yet."""
     hosts = read_hosts(arguments.hosts)
     jobs = folder.jobs()
     for device in bundles.keys() & jobs.keys():
@@ -152,8 +152,8 @@ def assign(folder: Folder, bundles: dict[str, str], arguments: argparse.Namespac
 
 
 def run(folder: Folder, arguments: argparse.Namespace, output: Output) -> int | None:
-    """A job for each device whose end isn't known. Shows how they go. Returns the number of the
-    signal that has ended it, if one has."""
+    """Runs a job for each device whose end isn't known, and shows their progress. Returns the
+    number of the signal that has ended it, if any."""
     if not folder.jobs():
         return None
     words = ["bash", HERE / "fleet_watch.sh", folder.path.resolve(), folder.run, arguments.ssh]
@@ -162,13 +162,13 @@ def run(folder: Folder, arguments: argparse.Namespace, output: Output) -> int | 
     command += shlex.join([arguments.tool, *arguments.options])
     options = ["--jobs", "0", "--colsep", "\t", "--arg-file", folder.jobs_file]
     options += ["--joblog", folder.joblog, "--resume-failed", "--retries", arguments.retries]
-    # The host holds to the limit; should it not answer then, the next attempt asks it again.
+    # The host enforces the limit; if it doesn't answer then, the next attempt asks it again.
     options += ["--timeout", arguments.limit + 60]
     complaints = folder.path / "parallel.log"
     with complaints.open("w") as log, Loop() as loop:
         parallel = subprocess.Popen(
             ["parallel", *map(str, options), command],
-            # Jobs hold the folder's lock too, so that none is left when the next run begins.
+            # Jobs hold the folder's lock too, so that all have ended when the next run begins.
             pass_fds=[folder.lock.fileno()],
             stdin=subprocess.DEVNULL,
             stdout=log,
@@ -182,13 +182,13 @@ def run(folder: Folder, arguments: argparse.Namespace, output: Output) -> int | 
                 parallel.wait(GRACE)
             parallel.kill()
         status = parallel.wait()
-    if status == 255 and not loop.signals:  # other numbers count the jobs that failed
+    if status == 255 and not loop.signals:  # other values are the number of failed jobs
         print(f"{NAME}: GNU parallel: {complaints.read_text()}", file=sys.stderr)
     return loop.signals[0] if loop.signals else None
 
 
 def follow(parallel: subprocess.Popen[bytes], streams: Streams, loop: Loop, output: Output) -> None:
-    """Shows how the restores go until GNU parallel has ended or a signal has come."""
+    """Shows the progress of the restores until GNU parallel ends or a signal arrives."""
     display: Screen | Log
     display = Screen(output) if output.can_draw else Log(output, ends_only=True)
     refreshed = time.monotonic()
@@ -204,7 +204,7 @@ def follow(parallel: subprocess.Popen[bytes], streams: Streams, loop: Loop, outp
 
 
 def results(folder: Folder, devices: list[str]) -> list[Restore]:
-    """What is known of each device."""
+    """The state of each device's restore."""
     jobs = folder.jobs()
     known = {restore.ecid: restore for restore in Streams(folder.path).restores}
     now = time.time()
@@ -220,7 +220,7 @@ def results(folder: Folder, devices: list[str]) -> list[Restore]:
 
 
 def show_results(restores: list[Restore], output: Output) -> None:
-    """The table for people: what needs attention comes last."""
+    """Prints the table for people; restores that need attention come last."""
     order = (Stage.RESTORED, Stage.NOT_BEGUN, Stage.UNKNOWN, Stage.FAILED)
     width = max(len(restore.host) for restore in restores)
     rows = sorted(restores, key=lambda restore: order.index(restore.stage))
@@ -245,13 +245,13 @@ def parse_arguments() -> argparse.Namespace:
         help="a file with an ECID and the path of a bundle on the host on each line",
     )
     parser.add_argument(
-        "folder", type=pathlib.Path, help="a new one, or that of a run that goes on"
+        "folder", type=pathlib.Path, help="a new folder, or the folder of an interrupted run"
     )
     parser.add_argument(
         "--tool",
         default="korvrestore",
         metavar="PROGRAM",
-        help="on the hosts (default: %(default)s)",
+        help="the tool on the hosts (default: %(default)s)",
     )
     parser.add_argument(
         "--ssh",
@@ -306,7 +306,7 @@ def main() -> int:
     except (OSError, ValueError) as error:
         fail(error)
     if number is not None:
-        print(f"{NAME}: the hosts go on; the same command line watches them", file=sys.stderr)
+        print(f"{NAME}: the hosts continue; repeat the command to watch them", file=sys.stderr)
     show_results(restores, output)
     is_restored = all(restore.stage is Stage.RESTORED for restore in restores)
     return 128 + number if number is not None else 0 if is_restored else 1

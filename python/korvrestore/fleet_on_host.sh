@@ -3,25 +3,27 @@
 #
 #   bash -s -- RUN ECID BEGUN HAVE LIMIT COMMAND...
 #
-# The first call that names this RUN and ECID starts COMMAND and says "begun" on standard error.
-# COMMAND goes on when the connection breaks; no later call starts it again, and none with BEGUN 1.
-# Each call copies COMMAND's standard output, less the first HAVE bytes, until COMMAND has ended. The
-# exit status is 0 if that is so. The last line on standard error then is "exit status N after S s"
-# (124: it was stopped after LIMIT seconds), or "gone" if COMMAND was begun but has ended without
-# leaving its status. After any other exit status, call again.
+# The first call with this RUN and ECID starts COMMAND and prints "begun" on standard error. Later
+# calls don't start it again, and a call with BEGUN 1 never starts it. COMMAND continues when the
+# connection breaks.
+#
+# Each call copies COMMAND's standard output, without the first HAVE bytes, until COMMAND has ended.
+# Then it exits with 0. The last line on standard error is then "exit status N after S s" (124:
+# COMMAND was stopped after LIMIT seconds), or "gone" if COMMAND was begun but ended without leaving
+# its status. After any other exit status, call again.
 
-# A connection may break while this text is being read, so nothing is done before all of it has come.
+# A connection may break while bash reads this text. So nothing runs before all of it has arrived.
 main() {
   local run=$1 ecid=$2 begun=$3 have=$4 limit=$5
   shift 5
   local top=${XDG_STATE_HOME:-$HOME/.local/state}/korvrestore-fleet
   local state=$top/$run/$ecid
 
-  # Whoever is at work on the device holds the lock. The kernel lets go of it when he has died.
+  # A process that restores the device holds the lock. The kernel releases it when the process ends.
   umask 077
   mkdir -p "$top/$run" && exec 9>>"$top/$ecid.lock" || return
   if [ ! -d "$state" ]; then
-    if [ "$begun" = 1 ]; then # this host has lost what it knew
+    if [ "$begun" = 1 ]; then # this host has lost the state of the restore
       echo gone >&2
       return
     fi
@@ -33,7 +35,7 @@ main() {
       start "$state" "$limit" "$@" || return
       echo begun >&2
     fi
-    exec 9>>"$top/$ecid.lock" || return # the one that COMMAND has is its own
+    exec 9>>"$top/$ecid.lock" || return # COMMAND keeps the lock of the old descriptor
   fi
 
   flock --shared 9 &
@@ -52,7 +54,7 @@ main() {
 start() {
   local state=$1
   : >"$state/messages" && : >"$state/errors" && mkdir "$state/tmp" || return
-  sync --file-system "$state" || return # a host that loses its power must know that it has begun
+  sync --file-system "$state" || return # after a power cut the host must know that the restore has begun
   TMPDIR=$state/tmp setsid bash -c '
     state=$1 limit=$2
     shift 2

@@ -1,4 +1,4 @@
-"""Runs several tools side by side, in one thread.
+"""Runs several tools at the same time, in one thread.
 
 One thread, because Linux kills a tool when the thread that started it ends, and because a child of
 a program with several threads can't safely call anything before it runs the tool.
@@ -26,12 +26,12 @@ class _Run:
 
 
 class Loop:
-    """Starts tools, hands on their messages, keeps their limits and ends them on a signal."""
+    """Starts tools, passes on their messages, enforces their limits, ends them on a signal."""
 
     def __init__(self) -> None:
         """Handles SIGINT, SIGTERM and SIGHUP from now on. Only in the main thread."""
         self.signals: list[int] = []
-        """Those that have come, in order."""
+        """The signals that have arrived, in order."""
         self._reading: dict[int, _Run] = {}
         self._ending: list[_Run] = []
         self._selector = selectors.DefaultSelector()
@@ -76,7 +76,7 @@ class Loop:
 
     @property
     def running(self) -> int:
-        """How many tools run."""
+        """The number of running tools."""
         return len(self._reading) + len(self._ending)
 
     def stop(self) -> None:

@@ -1,4 +1,4 @@
-"""The message stream of korvrestore: bytes in, messages out.
+"""Splits the message stream of korvrestore and parses its messages.
 
     reader = MessageReader()
     for message in reader.feed(data):       # bytes, split anywhere
@@ -18,12 +18,12 @@ from typing import Any
 _END = b"</plist>\n"
 _BEGIN = b"<?xml "
 MAX_DOCUMENT = 64 << 20
-"""Bytes. The tool sends nothing that large: what has no end by then isn't a message."""
+"""Bytes. The tool's messages are shorter: a longer part of the stream isn't a message."""
 
 
 @dataclass(frozen=True)
 class Message:
-    """One message. `type` says what `value` holds; `document` is the XML that it came as."""
+    """One message. `type` determines the content of `value`; `document` is the original XML."""
 
     type: str
     value: Any
@@ -32,15 +32,15 @@ class Message:
 
 @dataclass(frozen=True)
 class Unreadable:
-    """A part of the stream that isn't a message, or one that plistlib can't parse. Those after it
-    are not affected."""
+    """A part of the stream that isn't a message, or a message that plistlib can't parse. Later
+    messages are not affected."""
 
     document: bytes
     reason: str
 
 
 def parse(document: bytes) -> Message | Unreadable:
-    """Reads one document. Raises nothing: a document may hold values that Python can't."""
+    """Reads one document. Raises nothing, even if Python can't represent a value."""
     try:
         content = plistlib.loads(document)
     except Exception as error:  # ValueError, AttributeError, ExpatError, OverflowError and others
@@ -59,7 +59,7 @@ class DocumentSplitter:
 
     def feed(self, data: bytes) -> list[bytes]:
         """Returns the documents that `data` completes. Bytes that belong to none are returned as
-        a document of their own."""
+        a separate document."""
         documents: list[bytes] = []
         search_from = max(0, len(self._pending) - len(_END) + 1)
         self._pending += data
@@ -76,7 +76,7 @@ class DocumentSplitter:
         return documents
 
     def finish(self) -> list[bytes]:
-        """Returns what is left at the end of the stream: nothing, or a document that was cut."""
+        """Returns the rest at the end of the stream: nothing, or a document that was cut off."""
         return self._take(len(self._pending))
 
     def _take(self, size: int) -> list[bytes]:
@@ -96,5 +96,5 @@ class MessageReader:
         return [parse(document) for document in self._splitter.feed(data)]
 
     def finish(self) -> list[Message | Unreadable]:
-        """Call it at the end of the stream. Returns what is left, if a message was cut."""
+        """Call it at the end of the stream. Returns the rest, if a message was cut off."""
         return [parse(document) for document in self._splitter.finish()]

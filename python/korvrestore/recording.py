@@ -1,4 +1,4 @@
-"""Keeps one device's restore so that the simulator can play it again."""
+"""Records one device's restore so that the simulator can replay it."""
 
 from __future__ import annotations
 
@@ -16,11 +16,11 @@ class Recording:
     ECID.messages  the message stream, byte for byte
     ECID.times     when each message came, in seconds after the tool was started, and its Type;
                    "-" for one that can't be parsed
-    ECID.plist     a scenario file that plays the same restore again
+    ECID.plist     a scenario file that replays the same restore
     """
 
     def __init__(self, folder: pathlib.Path, ecid: str) -> None:
-        """Raises OSError, also when there is such a recording already."""
+        """Raises OSError, also if the recording exists already."""
         self._device: dict[str, Any] = {"ECID": ecid, "State": "Recovery"}
         self._reader = MessageReader()
         self._messages: list[tuple[float, Message]] = []
@@ -30,7 +30,7 @@ class Recording:
         self._times = (folder / f"{ecid}.times").open("x", buffering=1)
 
     def take_device_info(self, answer: bytes) -> None:
-        """The stream of --device-info, which may hold an error instead."""
+        """Takes the output of --device-info, which may be an error instead."""
         for message in MessageReader().feed(answer):
             if isinstance(message, Message) and message.type == "DeviceInfo":
                 for key, value in message.value.items():
@@ -39,11 +39,11 @@ class Recording:
                     self._device[key] = value
 
     def start(self) -> None:
-        """The tool is being started."""
+        """Call it when the tool is started."""
         self._start = time.monotonic()
 
     def write(self, data: bytes) -> None:
-        """What has come from the tool. Raises OSError."""
+        """Records output of the tool. Raises OSError."""
         self._stream.write(data)
         now = time.monotonic() - self._start
         for message in self._reader.feed(data):
@@ -53,15 +53,15 @@ class Recording:
             self._times.write(f"{now:.6f} {kind}\n")
 
     def finish(self) -> None:
-        """Writes the scenario. Raises OSError, and what plistlib raises."""
+        """Writes the scenario. Raises OSError and the exceptions of plistlib."""
         self._stream.close()
         self._times.close()
         self._scenario_file.write_bytes(plistlib.dumps(scenario(self._device, self._messages)))
 
 
 def scenario(device: dict[str, Any], messages: list[tuple[float, Message]]) -> dict[str, Any]:
-    """The content of a scenario file in which `device` does what `messages` report, each with the
-    seconds since the tool's start."""
+    """The content of a scenario file in which `device` behaves as `messages` report. Each message
+    has its time in seconds since the tool's start."""
     script: list[dict[str, Any]] = []
     texts: dict[str, str] = {}
     content: dict[str, Any] = {"Devices": [device | {"Restore": script}], "OperationTexts": texts}
@@ -69,7 +69,7 @@ def scenario(device: dict[str, Any], messages: list[tuple[float, Message]]) -> d
     for seconds, message in messages:
         value = message.value
         if message.type == "InternalError":
-            if value.get("Domain") != "korvrestore":  # devices couldn't be asked for
+            if value.get("Domain") != "korvrestore":  # the registration for devices failed
                 keys = ("Domain", "Code", "Description")
                 content["RegistrationError"] = {key: value[key] for key in keys}
             elif value["Code"] == 4:  # the device didn't come

@@ -35,8 +35,8 @@ _ENDS = (Stage.RESTORED, Stage.FAILED, Stage.NOT_BEGUN)
 class Restore:
     """One device's restore. `take` every message, then call `take_end`.
 
-    All times are seconds of one clock, which the caller chooses. `step` and `progress` are those of
-    the last report before the end: they say where a restore failed.
+    All times are seconds of one clock, which the caller chooses. `step` and `progress` come from
+    the last report before the end: they show where a restore failed.
     """
 
     ecid: str
@@ -56,7 +56,7 @@ class Restore:
 
     @property
     def place(self) -> str:
-        """Where it is or failed: "37 % (Sending the system image)", or nothing without a report."""
+        """The last step, as "37 % (Sending the system image)"; empty without a report."""
         return "" if self.progress is None else f"{self.progress} % ({self.step})"
 
     @property
@@ -69,7 +69,7 @@ class Restore:
         return f"{word.upper()}{at}: {self.reason}" if self.reason else f"{word}{at}"
 
     def seconds(self, now: float) -> float | None:
-        """How long it took, or has taken so far."""
+        """The duration of the restore, or of the part so far."""
         end = self.ended if self.ended is not None else now
         return None if self.began is None else max(0.0, end - self.began)
 
@@ -85,12 +85,12 @@ class Restore:
         self.began = self.reported = now
 
     def end(self, stage: Stage, now: float, reason: str = "") -> None:
-        """Unless it has ended before: the first end is the one that counts."""
+        """Sets the result, unless the restore has ended before: only the first end counts."""
         if not self.has_ended:
             self.stage, self.ended, self.reason = stage, now, " ".join(reason.split())
 
     def take(self, message: Message | Unreadable, now: float) -> None:
-        """One message. What isn't about a restore is ignored."""
+        """Takes one message. Messages that aren't about a restore are ignored."""
         if self.has_ended:
             return
         self.reported = now
@@ -103,7 +103,7 @@ class Restore:
                 self._take_status(message.value, now)
 
     def take_end(self, reason: str, now: float) -> None:
-        """The tool has ended; `reason` says how. Matters if no message has told the result."""
+        """Call it when the tool has ended, with the `reason`. Used if no message has the result."""
         if self._unreadable:
             reason = f"the last message can't be read ({self._unreadable}); {reason}"
         self.end(Stage.FAILED, now, reason)
@@ -137,7 +137,7 @@ class Restore:
 
 def counts(restores: Sequence[Restore], now: float | None = None) -> str:
     """The line under a table of results: "37 restored, 2 failed, 1 not begun". With `now`, stalled
-    ones are counted apart."""
+    restores are counted separately."""
     words = [
         "stalled" if now is not None and each.is_stalled(now) else each.stage.value
         for each in restores

@@ -1,4 +1,4 @@
-"""A folder for temporary files that doesn't outlive the program, however that ends."""
+"""A folder for temporary files that is removed even if the program is killed."""
 
 from __future__ import annotations
 
@@ -12,10 +12,10 @@ from korvrestore.tool import GRACE
 
 class Scratch(contextlib.AbstractContextManager[str]):
     """A folder for temporary files, which is removed when this program and its tools have ended,
-    however they end: a shell waits for that and removes it.
+    even if they are killed. A shell waits for that and removes the folder.
 
-    The shell waits until nobody has the pipe open any more whose end is `descriptor`. Tools inherit
-    it.
+    The shell waits until all copies of `descriptor`, the end of a pipe, are closed. Tools inherit
+    this descriptor.
     """
 
     def __init__(self, name: str) -> None:

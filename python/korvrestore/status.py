@@ -1,4 +1,4 @@
-"""korvrestore-status: how the restores in a folder go, also while they run."""
+"""korvrestore-status: the progress of the restores in a folder, also while they run."""
 
 from __future__ import annotations
 
@@ -17,11 +17,11 @@ from korvrestore.restore import Restore
 
 NAME = "korvrestore-status"
 DESCRIPTION = """
-Shows the restores whose messages a folder keeps, that of korvrestore-bench --record or of
-korvrestore-fleet, also while they run: failed ones first, then stalled, running and restored ones.
-On a terminal as many as fit, else all.
+Shows the restores in a folder of korvrestore-bench --record or of korvrestore-fleet, also while
+they run: failed ones first, then stalled, running and restored ones. On a terminal it shows as many
+as fit, otherwise all.
 """
-# Documents that can end a restore. Most others needn't be parsed, which takes the most time.
+# Only these documents can end a restore. Most others aren't parsed, because parsing is slow.
 _END = re.compile(
     rb"<string>InternalError</string>|<key>Operation</key>\s*<(?:integer|real)>[+-]?0+(?:\.0*)?<"
 )
@@ -41,7 +41,7 @@ class Stream:
         self._last: bytes | None = None  # a document that hasn't been parsed
 
     def refresh(self) -> None:
-        """Reads what has come since the last time. Raises OSError."""
+        """Reads the new part of the file. Raises OSError."""
         if self.restore.has_ended:
             return
         with contextlib.suppress(FileNotFoundError):
@@ -74,7 +74,7 @@ class Stream:
             self._last = None
 
     def _read_end(self) -> None:
-        """How the tool ended, where that is kept beside the messages."""
+        """Reads how the tool ended, if a file beside the messages contains that."""
         if self.restore.has_ended:
             return
         end = self._file.with_suffix(".end")  # of a fleet
@@ -92,7 +92,7 @@ class Stream:
 
 
 def _how_it_ended(status: int) -> str:
-    """`status` as a shell has it."""
+    """`status` is an exit status in a shell."""
     if status == 124:
         return "the tool took too long and was stopped"
     if status > 128:
@@ -101,7 +101,7 @@ def _how_it_ended(status: int) -> str:
 
 
 def _start(messages: pathlib.Path, otherwise: float) -> float:
-    """When the restore began, if that is kept."""
+    """The time when the restore began, if a file contains it, else `otherwise`."""
     times, log = messages.with_suffix(".times"), messages.with_suffix(".log")
     with contextlib.suppress(FileNotFoundError, ValueError):
         lines = times.read_text().split("\n")
@@ -125,7 +125,7 @@ class Streams:
         return [stream.restore for _, stream in sorted(self._streams.items())]
 
     def refresh(self) -> None:
-        """Reads what has come since the last time. Raises OSError."""
+        """Reads the new parts of the files. Raises OSError."""
         known = {file.stem: "" for file in self._path.iterdir() if file.suffix == ".messages"}
         jobs = self._path / "jobs.tsv"
         if jobs.exists():
@@ -142,7 +142,7 @@ def parse_arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog=NAME, description=DESCRIPTION)
     parser.add_argument("folder", type=pathlib.Path)
     how = parser.add_mutually_exclusive_group()
-    how.add_argument("--watch", action="store_true", help="go on until interrupted")
+    how.add_argument("--watch", action="store_true", help="continue until interrupted")
     how.add_argument("--tsv", action="store_true", help="a tab-separated table, for programs")
     return parser.parse_args()
 

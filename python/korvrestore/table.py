@@ -13,7 +13,7 @@ HEADER = "ECID\thost\tresult\tstep\tpercentage\tseconds\treason\tended\n"
 
 
 def row(restore: Restore, now: float, wall_clock: float) -> str:
-    """`now` is on the restore's clock, and `wall_clock` the same moment as time.time has it."""
+    """`now` is a time of the restore's clock, `wall_clock` the same moment in time.time()."""
     seconds = restore.seconds(now)
     ended = ""
     if restore.ended is not None:

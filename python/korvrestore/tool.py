@@ -35,14 +35,14 @@ _PR_SET_PDEATHSIG = 1
 
 def _end_with_parent() -> Callable[[], None] | None:
     """What the child calls before it runs the tool, so that the kernel kills it when this program
-    dies. Loads and looks up everything beforehand: after a fork that isn't safe."""
+    dies. Loads everything beforehand, because that isn't safe after a fork."""
     if not sys.platform.startswith("linux"):
         return None
     prctl, getppid, leave, parent = ctypes.CDLL(None).prctl, os.getppid, os._exit, os.getpid()
 
     def run_in_child() -> None:
         prctl(_PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
-        if getppid() != parent:  # it died before the call, so that no signal will come
+        if getppid() != parent:  # the parent died before the call, so no signal will arrive
             leave(1)
 
     return run_in_child
@@ -51,7 +51,7 @@ def _end_with_parent() -> Callable[[], None] | None:
 class Tool:
     """A process of korvrestore, or of a program that starts it.
 
-    It has a session of its own, so that Ctrl-C doesn't reach it, and a pipe of its own for the
+    It has its own session, so that Ctrl-C doesn't reach it, and its own pipe for the
     messages. Linux kills it when the *thread* that started it ends: start it in a thread that
     outlives it. Not safe for use by several threads.
     """
@@ -74,7 +74,7 @@ class Tool:
         Raises OSError if it can't be started.
         """
         self.is_late = False
-        """The limit has passed."""
+        """Whether the limit has passed."""
         self.outcome = ""
         """How the process ended, in words, with what it wrote on standard error. Set by `close`."""
         self._deadline = None if limit is None else time.monotonic() + limit
@@ -109,14 +109,14 @@ class Tool:
         """Waits for the next bytes of the stream and returns them; b"" at its end."""
         data = self._messages.read(65536) or b""
         if not data and self._is_silent:
-            # The tool reports what is wrong with its command line on standard output.
+            # The tool reports errors in its command line on standard output.
             self._output.seek(0)
             data = self._output.read(1 << 20)
         self._is_silent = False
         return data
 
     def __iter__(self) -> Iterator[Message | Unreadable]:
-        """Every message, as it comes. Keeps the limit."""
+        """Yields every message as it arrives. Enforces the limit."""
         reader, poll = MessageReader(), select.poll()
         poll.register(self, select.POLLIN)
         while True:
@@ -128,8 +128,8 @@ class Tool:
                     return
 
     def keep_limit(self) -> None:
-        """Stops or kills the process if it is time to. Call it once a second or so, unless you
-        iterate over the messages."""
+        """Stops or kills the process when its limit has passed. Call it about once a second,
+        unless you iterate over the messages."""
         if self._deadline is None or time.monotonic() < self._deadline:
             return
         if self._is_stopping:
@@ -139,11 +139,11 @@ class Tool:
             self.stop()
 
     def end_soon(self) -> None:
-        """Gives it ten seconds to end by itself, once its work is done."""
+        """Gives the process ten seconds to end by itself after the end of its work."""
         self._deadline = min(self._deadline or float("inf"), time.monotonic() + GRACE)
 
     def stop(self) -> None:
-        """Asks it to end. It is killed if it hasn't in ten seconds."""
+        """Sends SIGTERM to the process, and SIGKILL if it hasn't ended after ten seconds."""
         self._is_stopping = True
         self._deadline = time.monotonic() + GRACE
         self._signal(signal.SIGTERM)
@@ -197,7 +197,7 @@ class Tool:
         return f"{how}. {said}" if said else how
 
     def _signal(self, number: int) -> None:
-        # The number is the process's, and its group's, until the process has been waited for.
+        # The number belongs to the process and its group until the process has been waited for.
         if self._process.returncode is None:
             with contextlib.suppress(ProcessLookupError, PermissionError):
                 os.killpg(self._process.pid, number)

@@ -15,7 +15,7 @@ LIST_SECONDS = 2  # how long one list of devices takes
 
 
 class Watch:
-    """Lists the devices again and again, and restores those that are new."""
+    """Lists the devices repeatedly, and restores new ones."""
 
     def __init__(
         self, loop: Loop, bench: Bench, settings: Settings, only: Sequence[str] | None
@@ -26,15 +26,15 @@ class Watch:
         self._settings = settings
         self._only = None if only is None else set(only)
         self._busy: set[str] = set()
-        # Devices that were restored or failed, and when: left alone until a list that was begun
-        # later lacks them.
+        # Devices that were restored or failed, with the time. They are ignored until a list that
+        # was started after that time lacks them.
         self._left_alone: dict[str, float] = {}
         self._next_list: float | None = 0.0  # None while one runs
         self._complaint = ""
         self._ended: list[Restore] = []
 
     def run(self) -> None:
-        """Until a signal has come and what was begun has ended."""
+        """Runs until a signal has arrived and the started restores have ended."""
         while self._bench.asked_for == 0 and self.is_startable or self._bench.is_busy:
             if self._bench.asked_for == 0 and self.is_startable:
                 self._ask()
@@ -97,7 +97,7 @@ class Watch:
                 self._bench.add(device)
 
     def _complain(self, reason: str) -> None:
-        """Once, however often it happens."""
+        """Reports a failure to list the devices, unless the last one had the same reason."""
         if reason != self._complaint:
             self._complaint = reason
             self._bench.note(f"the devices can't be listed: {reason}")
