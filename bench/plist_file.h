@@ -1,4 +1,4 @@
-/// What the benchmark programs read their input with.
+/// Reads the input of the benchmark programs.
 #pragma once
 
 #include <string>
@@ -9,6 +9,6 @@
 /// @throws std::runtime_error  it can't be opened or read.
 std::string read_file(const std::string& path);
 
-/// The property list that `bytes` hold; `bytes` are borrowed for the call.
-/// @throws std::runtime_error  they hold none.
+/// The property list in `bytes`, which are borrowed for the call.
+/// @throws std::runtime_error  the bytes aren't a property list.
 cf::Owned<CFPropertyListRef> parse_plist(const std::string& bytes);

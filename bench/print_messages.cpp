@@ -1,6 +1,6 @@
-/// Sends one message again and again through the tool's output channel to a pipe that another
-/// thread drains, `print_messages FILE COUNT`, and prints the messages per second. FILE holds the
-/// message as it goes out: a dictionary of "Type" and "Value".
+/// Sends one message COUNT times through the tool's output channel to a pipe that another thread
+/// reads: `print_messages FILE COUNT`. Prints the messages per second. FILE contains the whole
+/// message, a dictionary of "Type" and "Value".
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <unistd.h>
@@ -22,7 +22,7 @@
 
 namespace {
 
-/// Reads until the pipe is closed; the bytes that came.
+/// Reads until the pipe is closed. Returns the number of bytes.
 std::uint64_t drain(int descriptor) {
   std::array<char, 64 * 1024> buffer{};
   std::uint64_t total = 0;
@@ -32,7 +32,7 @@ std::uint64_t drain(int descriptor) {
   return total;
 }
 
-/// Seconds until the last of `count` messages has left the pipe; `received` is what left it.
+/// Seconds until the last of `count` messages is read from the pipe; `received` counts their bytes.
 double send(const cf::Owned<CFPropertyListRef>& message, int count, std::uint64_t& received) {
   const CFDictionaryRef envelope = static_cast<CFDictionaryRef>(message.get());
   const CFStringRef type = static_cast<CFStringRef>(CFDictionaryGetValue(envelope, CFSTR("Type")));

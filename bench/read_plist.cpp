@@ -1,7 +1,6 @@
-/// Reads one property list with one library, `read_plist ours|libplist FILE [ROUNDS]`. Prints the
-/// least CPU seconds of a reading, the bytes by which the process grew at its peak, without the
-/// file itself, and "read" or "refused". One round, the default, meets cold caches and an empty
-/// heap.
+/// Reads one property list with one library: `read_plist ours|libplist FILE [ROUNDS]`. Prints the
+/// least CPU seconds of a reading, the peak memory in bytes without the file itself, and "read" or
+/// "refused". One round, the default, begins with cold caches and an empty heap.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <plist/plist.h>
@@ -20,8 +19,8 @@
 
 namespace {
 
-/// The most memory that this process has held, in bytes: VmHWM of proc(5). Not getrusage: its
-/// figure is passed on from the process that started this one.
+/// The peak memory of this process in bytes: VmHWM of proc(5). Not from getrusage, whose value is
+/// inherited from the process that started this one.
 std::uint64_t peak_memory() {
   std::ifstream status("/proc/self/status");
   std::string word;
@@ -55,7 +54,7 @@ void* read_with_libplist(const std::string& bytes) {
   return plist;
 }
 
-/// The last value that is read lives on to the end of the process.
+/// The last value is never released.
 void run(const std::string& library, const std::string& path, int rounds) {
   if (library != "ours" && library != "libplist") throw std::runtime_error("no library " + library);
   const bool is_ours = library == "ours";

@@ -1,4 +1,4 @@
-/// Writes the message that restore_status.plist holds, over and over: our CoreFoundation against
+/// Writes the message in restore_status.plist repeatedly, with our CoreFoundation and with
 /// libplist. Takes the file's path, then Google Benchmark's options.
 
 #include <CoreFoundation/CoreFoundation.h>

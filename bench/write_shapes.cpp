@@ -1,5 +1,5 @@
-/// Writes what makes a careless reader slow, `write_shapes DIRECTORY FACTOR`: one file for each
-/// shape, named after it, FACTOR times as long as is worth timing.
+/// Writes files that make a careless reader slow: `write_shapes DIRECTORY FACTOR`. Each shape has a
+/// file with its name, FACTOR times as long as the shortest file that can be timed.
 
 #include <exception>
 #include <filesystem>

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The words of a command line, one a line.
+/// The words of a command line, one in each line.
 std::vector<std::string> words_of(std::string_view input) {
   std::vector<std::string> words = {"korvrestore"};
   while (!input.empty()) {
@@ -21,7 +21,7 @@ std::vector<std::string> words_of(std::string_view input) {
 }  // namespace
 
 void fuzz::run(std::string_view input) {
-  // A log file may be made: nowhere but in the folder that the target runs in.
+  // The target may create a log file, but only in its working directory.
   if (input.find_first_of(std::string_view("/\0", 2)) != std::string_view::npos) return;
   const std::vector<std::string> words = words_of(input);
   std::vector<const char*> arguments;
@@ -33,5 +33,5 @@ void fuzz::run(std::string_view input) {
   if (!error) return;
   const int code = korvrestore::GetCode(error.get());
   require(code >= 1 && code <= 3, "a refused command line has one of its codes");
-  require(!options.ecid_text && !options.list_devices, "after an error no option is filled in");
+  require(!options.ecid_text && !options.list_devices, "after an error no option is set");
 }

@@ -16,7 +16,7 @@ std::string_view bytes_of(const Data& data) {
           static_cast<std::size_t>(CFDataGetLength(data.get()))};
 }
 
-/// A binary list may hold nulls, which XML has no element for.
+/// A binary list may contain nulls, for which XML has no element.
 bool holds_null(CFTypeRef object) {
   bool found = object == kCFNull;
   const auto look = [](const void* value, void* found_so_far) {
@@ -41,12 +41,12 @@ bool holds_null(CFTypeRef object) {
 Data write(CFTypeRef object) {
   Data data(CFPropertyListCreateData(kCFAllocatorDefault, object, kCFPropertyListXMLFormat_v1_0, 0,
                                      nullptr));
-  require(data != nullptr, "what was read can be written");
+  require(data != nullptr, "an object that was read can be written");
   return data;
 }
 
-/// XML changes these: replaced characters, carriage returns, fractions of seconds; and a number
-/// that is none equals nothing.
+/// XML changes some values: it replaces characters and carriage returns, and drops fractions of
+/// seconds. Also, not-a-number isn't equal to itself.
 bool loses_nothing(std::string_view xml) {
   for (const std::string_view lost : {"\xef\xbf\xbd", "\r", "<date>", "<real>nan</real>"})
     if (xml.find(lost) != std::string_view::npos) return false;
@@ -73,13 +73,13 @@ void round_trip(std::string_view property_list) {
   if (first == nullptr || holds_null(first.get())) return;
   const Data written = write(first.get());
   const Object second = read(bytes_of(written));
-  require(second != nullptr, "what was written reads back");
+  require(second != nullptr, "the written XML can be read");
   if (loses_nothing(bytes_of(written)))
-    require(CFEqual(first.get(), second.get()), "it reads back as what it was");
+    require(CFEqual(first.get(), second.get()), "the written XML reads as an equal object");
   const Data again = write(second.get());
   const Object third = read(bytes_of(again));
   require(third != nullptr && bytes_of(write(third.get())) == bytes_of(again),
-          "XML stays as it is");
+          "a second round trip changes nothing");
 }
 
 }  // namespace fuzz

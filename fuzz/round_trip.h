@@ -13,8 +13,8 @@ cf::Owned<CFTypeRef> read(std::string_view property_list);
 /// The object as XML, which it must have.
 std::string written(CFTypeRef object);
 
-/// Whatever reads as a property list is written as XML and reads back as what it was, as far as XML
-/// can hold it; once through XML it stays the same to the byte.
+/// Every object that was read can be written as XML and reads back as an equal object, as far as
+/// XML can contain it. A second round trip gives the same bytes.
 void round_trip(std::string_view property_list);
 
 }  // namespace fuzz

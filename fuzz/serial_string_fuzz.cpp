@@ -5,10 +5,10 @@
 
 void fuzz::run(std::string_view input) {
   const MobileDevice::usb::SerialString parsed = MobileDevice::usb::parse_serial_string(input);
-  const auto stands = [input](const std::string& text) {
+  const auto contains = [input](const std::string& text) {
     return input.find(text) != std::string_view::npos;
   };
-  require(!parsed.serial_number || stands("SRNM:[" + *parsed.serial_number + "]"),
-          "the serial number stands in the string as it was sent");
-  require(parsed.ecid == 0 || stands("ECID:"), "an ECID has its tag");
+  require(!parsed.serial_number || contains("SRNM:[" + *parsed.serial_number + "]"),
+          "the string contains the serial number unchanged");
+  require(parsed.ecid == 0 || contains("ECID:"), "an ECID has its tag");
 }

@@ -13,7 +13,7 @@ void run(std::string_view input);
 /// Ends the process with `expectation` unless it is met.
 void require(bool met, const char* expectation);
 
-/// A file in memory, for what reads files by their name.
+/// A file in memory, for functions that open a file by its name.
 class File {
  public:
   explicit File(std::string_view content);

@@ -19,7 +19,7 @@ Boolean equal(CFTypeRef a, CFTypeRef b) noexcept {
 }
 
 CFHashCode hash(CFTypeRef cf) noexcept {
-  // FNV-1a over the first bytes: large blobs rarely differ only past them.
+  // FNV-1a over the first bytes: large blobs rarely differ only after them.
   constexpr std::size_t kHashed = 80;
   const std::span<const UInt8> bytes = bytes_of(cf);
   std::uint64_t hash = 0xcbf29ce484222325 ^ bytes.size();

@@ -50,12 +50,13 @@ bool is_unsigned64(CFNumberRef number) noexcept;
 std::string_view number_text(CFNumberRef number, std::span<char, 32> buffer) noexcept;
 
 /// An immutable array of CF objects that takes over the caller's references to them. NULL when
-/// memory is short: then they still are the caller's. All empty ones are one immortal object.
+/// memory is short: then the caller still owns them. All empty arrays are one immortal object.
 Owned<CFArrayRef> make_array(std::span<const CFTypeRef> values) noexcept;
 
-/// An immutable dictionary of CF objects from key, value, key, value, ..., keys CFStrings; takes
-/// over the caller's references to all. Of equal keys the last value stands. NULL when memory is
-/// short: then the references still are the caller's. All empty ones are one immortal object.
+/// An immutable dictionary of CF objects from key, value, key, value, ... The keys must be
+/// CFStrings. Takes over the caller's references to all of them. The last value of equal keys is
+/// kept. NULL when memory is short: then the caller still owns the references. All empty
+/// dictionaries are one immortal object.
 Owned<CFDictionaryRef> make_dictionary(std::span<const CFTypeRef> keys_and_values) noexcept;
 
 /// An immutable dictionary of the same pairs: the dictionary itself, retained, if it is one. NULL

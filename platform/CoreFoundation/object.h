@@ -39,15 +39,15 @@ inline Flags flags_of(const CFRuntimeBase& base) noexcept {
 /// Ends the process with one line on standard error.
 [[noreturn]] void fatal(const char* message) noexcept;
 
-/// What a failed allocation of an object means. A small one ends the process: nothing could be
+/// Handles a failed allocation of an object. A small one ends the process: nothing could be
 /// reported without memory. A larger one, whose size depends on a file, gives NULL.
 inline void check_allocation(const void* object, std::size_t size) noexcept {
   constexpr std::size_t kLargestSmallSize = 65536;
   if (object == nullptr && size <= kLargestSmallSize) fatal("no memory for an object");
 }
 
-/// A new object with one reference and `trailing` bytes behind it, all but the base
-/// uninitialised. NULL when memory is short for a large one or the allocator is kCFAllocatorNull.
+/// A new object with one reference and `trailing` bytes after it. Only the base is initialised.
+/// NULL if memory is short for a large object, or the allocator is kCFAllocatorNull.
 template <typename Object>
 Object* create(CFAllocatorRef allocator, TypeID type, std::size_t trailing = 0,
                Flags flags = 0) noexcept {

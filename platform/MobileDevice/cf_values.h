@@ -1,4 +1,4 @@
-/// Makes CoreFoundation values from C++ ones, and reads and shares them.
+/// Creates CoreFoundation values from C++ values, and reads and retains them.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -27,7 +27,7 @@ Ref cast(CFTypeRef value, CFTypeID id) {
                                                       : nullptr;
 }
 
-/// Text that isn't UTF-8 (a path, say) has its bytes beyond ASCII replaced by question marks.
+/// In a text that isn't UTF-8 (such as a path) question marks replace the bytes beyond ASCII.
 /// @throws std::bad_alloc
 Owned<CFStringRef> make_cfstring(std::string_view text);
 Owned<CFNumberRef> make_number(std::int64_t value);

@@ -44,7 +44,7 @@ void dummyCallback(void*, void*);
 ///
 /// Errors are thrown as `cf_error` (driver/error.h).
 ///
-/// Each group of members is defined in a file of its own:
+/// Each group of members is defined in a separate file:
 ///   RestorableDeviceHandler.cpp  construction, destruction, scratch directory, log file
 ///   command_dispatch.cpp         waitForCompletion, listDevices
 ///   device_arrival.cpp           deviceNotificationCallback, waitForDevice, the table of devices

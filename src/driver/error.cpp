@@ -8,8 +8,8 @@ namespace {
 
 constexpr std::uint32_t code_count = 9;
 
-/// The text as a string. File names and command lines need not be UTF-8: then what isn't ASCII
-/// shows as question marks.
+/// The text as a string. File names and command lines need not be UTF-8: then question marks
+/// replace the bytes that aren't ASCII.
 cf_string make_reason(std::string text) {
   cf_string reason(
       CFStringCreateWithCString(kCFAllocatorDefault, text.c_str(), kCFStringEncodingUTF8));

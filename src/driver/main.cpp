@@ -48,7 +48,7 @@ int run(int argc, const char** argv) {
 int main(int argc, const char** argv) {
   // If the reader closes the pipe, the write then fails with an error that names the cause.
   std::signal(SIGPIPE, SIG_IGN);
-  // So does a file that has reached its size limit.
+  // The same holds for a file that has reached its size limit.
   std::signal(SIGXFSZ, SIG_IGN);
   korvrestore::make_standard_streams_wait();
   return korvrestore::run(argc, argv);

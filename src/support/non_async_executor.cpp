@@ -7,7 +7,7 @@ namespace TY {
 // NOLINTNEXTLINE(bugprone-exception-escape): see the declaration
 boost::asio::execution_context& non_async_executor::query(
     boost::asio::execution::context_t) noexcept {
-  // An io_context rather than a bare execution_context, which would start a thread of its own.
+  // An io_context rather than a bare execution_context, which would start another thread.
   static boost::asio::io_context& context = *new boost::asio::io_context;
   return context;
 }

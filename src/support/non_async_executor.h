@@ -15,7 +15,7 @@ namespace TY {
 class non_async_executor {
  public:
   /// The context that I/O objects register with; shared by all, never run, never destroyed.
-  // NOLINTNEXTLINE(bugprone-exception-escape): a context that can't be made ends the process
+  // NOLINTNEXTLINE(bugprone-exception-escape): a context that can't be created ends the process
   static boost::asio::execution_context& query(boost::asio::execution::context_t) noexcept;
 
   /// Asio asks for these properties when an asynchronous operation starts or is posted. The

@@ -1,5 +1,5 @@
 /// Preloaded into the program: makes allocations fail. FAIL_ALLOCATION is "N once" or "N on"; with
-/// N = 0 none fails. COUNT_ALLOCATIONS names a file that gets their number at the end.
+/// N = 0 none fails. At the end the number of allocations is written to the file COUNT_ALLOCATIONS.
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -1,5 +1,5 @@
-/// What a plain libusb program takes, for comparison: prints a line when the device has come whose
-/// serial string contains the argument.
+/// A plain libusb program, whose times are compared with the tool's. Prints a line when a device
+/// arrives whose serial string contains the argument.
 #include <libusb.h>
 
 #include <cstdio>

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::string_view kDigits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-// What isn't a digit has the high bit set in the table.
+// Characters that aren't digits have the high bit set in the table.
 constexpr std::uint8_t kBad = 0x80;
 constexpr std::uint8_t kSpace = 0x81;
 constexpr std::uint8_t kPadding = 0x82;

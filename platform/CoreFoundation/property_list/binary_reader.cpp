@@ -32,7 +32,7 @@ std::uint64_t big_endian(std::string_view bytes) {
   return value;
 }
 
-/// What is left of one object's bytes.
+/// The rest of one object's bytes.
 class Body {
  public:
   explicit Body(std::string_view bytes) : bytes_(bytes) {}
@@ -48,7 +48,7 @@ class Body {
 
   unsigned char take_byte() { return static_cast<unsigned char>(take(1)[0]); }
 
-  /// The length that the low half of a marker gives, or the integer object behind it.
+  /// The length: the low half of a marker, or the integer object after the marker.
   std::uint64_t take_length(unsigned low) {
     if (low != 0xf) return low;
     const unsigned marker = take_byte();
@@ -72,7 +72,7 @@ class BinaryReader {
  private:
   void push_object(std::uint64_t number, std::size_t depth);
   void push_container(unsigned marker, Body& body, std::size_t depth);
-  /// The element whose object number stands at `index` in `numbers`.
+  /// The element whose object number is at `index` in `numbers`.
   void push_element(std::string_view numbers, std::size_t index, std::size_t depth);
 
   std::string_view bytes_;
@@ -83,11 +83,12 @@ class BinaryReader {
   // By object number; NULL until it is read, and for containers with elements.
   std::vector<CFTypeRef> leaves_;
   ValueStack values_;
-  // How many more elements containers may have. A list that refers to each container once stays
-  // within its own length; one that refers to containers over and over could grow beyond measure.
-  // Writers do share equal containers, which in a small list can outgrow it: hence the allowance.
+  // The number of elements that containers may still have. If a list refers to each container once,
+  // the limit is the list's length. A list that refers to containers repeatedly could grow
+  // exponentially. Writers do share equal containers, which can exceed the length of a small list:
+  // hence the allowance.
   std::uint64_t elements_left_;
-  // How many more bytes leaves may have: all of them, unless many objects stand in one place.
+  // The number of bytes that leaves may still have: enough, unless many objects overlap.
   std::uint64_t leaf_bytes_left_;
 };
 
@@ -189,7 +190,8 @@ Owned<CFTypeRef> make_leaf(unsigned marker, Body& body) {
   }
 }
 
-/// Recurses into containers, which end at kMaxNesting, and so do those that hold themselves.
+/// Recurses into containers. kMaxNesting also ends the recursion of containers that hold
+/// themselves.
 void BinaryReader::push_object(std::uint64_t number, std::size_t depth) {
   if (number >= leaves_.size()) fail("Object number out of range");
   if (leaves_[number] != nullptr) {

@@ -8,7 +8,7 @@
 namespace cf {
 namespace {
 
-/// The block that holds `bytes`, which are NULL or stand behind a header.
+/// The block that contains `bytes`, which are NULL or follow a header.
 void* block_of(char* bytes) { return bytes == nullptr ? nullptr : bytes - sizeof(__CFData); }
 
 }  // namespace

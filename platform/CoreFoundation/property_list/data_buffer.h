@@ -13,8 +13,8 @@
 
 namespace cf {
 
-/// The bytes stand in the block of the object-to-be, behind room for its header. All that grows
-/// throws std::bad_alloc when memory is short.
+/// The bytes are in the block of the future object, after the space for its header. Every function
+/// that lets the buffer grow throws std::bad_alloc when memory is short.
 class DataBuffer {
  public:
   DataBuffer() = default;

@@ -21,7 +21,7 @@ double seconds_since_epoch(sys_seconds time) {
   return static_cast<double>((time - kEpoch).count());
 }
 
-/// Takes `digits` decimal digits and the character behind them off the front of `text`.
+/// Removes `digits` decimal digits and the character after them from the front of `text`.
 std::optional<int> take_number(std::string_view& text, std::size_t digits, char terminator) {
   if (text.size() <= digits || text[digits] != terminator || text.front() == '-')
     return std::nullopt;

@@ -14,7 +14,7 @@ namespace cf {
 std::string date_text(CFAbsoluteTime time);
 
 /// Nothing if the text doesn't have exactly this form. A month, day, hour, minute or second that is
-/// too large counts on into the next unit, as in the real library: month 13 is January.
+/// too large is carried over into the next unit, as in the real library: month 13 is January.
 std::optional<CFAbsoluteTime> parse_date(std::string_view text);
 
 }  // namespace cf

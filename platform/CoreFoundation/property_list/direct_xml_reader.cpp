@@ -37,7 +37,7 @@ struct Entity {
 constexpr std::array<Entity, 5> kEntities = {
     {{"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}, {"&apos;", '\''}}};
 
-/// Thrown at what the reader doesn't know, never seen outside this file.
+/// Thrown for XML that this reader doesn't know; never leaves this file.
 struct Unfamiliar {};
 
 [[noreturn]] void give_up() { throw Unfamiliar(); }
@@ -82,8 +82,8 @@ bool is_allowed_text(std::string_view whole) {
           whole.find("\xef\xbf\xbf") == whole.npos);
 }
 
-/// Reads the XML that property-list writers write. It only checks what it must to give up where
-/// the expat reader refuses, or knows more.
+/// Reads the XML that property-list writers write. It gives up wherever the expat reader would
+/// refuse the input or could read more.
 class DirectXmlReader {
  public:
   explicit DirectXmlReader(std::string_view text)
@@ -146,7 +146,7 @@ Owned<CFTypeRef> DirectXmlReader::read() {
   return values_.pop();
 }
 
-/// Skips white space and comments, in which "--" is only the start of the end.
+/// Skips white space and comments. In a comment "--" is allowed only in the closing "-->".
 void DirectXmlReader::skip_comments() {
   for (skip_space(); accept("<!--"); skip_space()) {
     while (!accept("--")) {

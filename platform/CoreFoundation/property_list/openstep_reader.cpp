@@ -33,7 +33,7 @@ constexpr char16_t kNextStepUpperHalf[128] = {
 
 bool is_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-/// What a string without quotes may hold.
+/// Whether a string without quotes may contain the character.
 bool is_bare(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
          std::string_view("_$/:.-").find(c) != std::string_view::npos;
@@ -54,7 +54,7 @@ class OpenStepReader {
   Owned<CFTypeRef> read();
 
  private:
-  static constexpr char kEnd = '\0';  // what peek() returns behind the text
+  static constexpr char kEnd = '\0';  // what peek() returns at the end of the text
 
   char peek() const { return at_ < text_.size() ? text_[at_] : kEnd; }
   bool accept(char c);
@@ -145,7 +145,8 @@ void OpenStepReader::push_array(std::size_t depth) {
   values_.fold_into_array(first);
 }
 
-/// A dictionary's inside and the `terminator` behind it. A key alone stands for itself.
+/// The content of a dictionary and the `terminator` after it. A key without a value is its own
+/// value.
 void OpenStepReader::push_entries(char terminator, std::size_t depth) {
   const std::size_t first = values_.size();
   for (;;) {
@@ -195,7 +196,7 @@ std::string OpenStepReader::quoted_string() {
   }
 }
 
-/// What stands behind a backslash.
+/// The part of an escape after the backslash.
 void OpenStepReader::append_escape(std::string& text) {
   constexpr std::string_view kNames = "abfnrtv";
   constexpr std::string_view kMeanings = "\a\b\f\n\r\t\v";

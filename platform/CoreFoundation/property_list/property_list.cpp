@@ -35,9 +35,9 @@ struct Result {
   CFPropertyListFormat format;
 };
 
-/// What begins with '<' can be XML and, as `<0fbd77>`, OpenStep text too. When it is neither, the
-/// reason to report is that of the XML reader. UTF-16, which expat knows by its first two bytes, is
-/// read only behind a byte order mark, as the real library does.
+/// A text that begins with '<' can be XML or, as `<0fbd77>`, OpenStep text. If it is neither, the
+/// XML reader's reason is reported. UTF-16 is read only after a byte order mark, as the real
+/// library does, although expat would recognise it without one.
 Result read_text(std::string_view text, const char* encoding) {
   const std::size_t start = text.find_first_not_of(kWhiteSpace);
   std::exception_ptr no_xml;

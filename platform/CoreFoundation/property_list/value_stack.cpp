@@ -22,7 +22,7 @@ Owned<CFTypeRef> ValueStack::pop() {
   return value;
 }
 
-/// Never by less than doubling what there is: many small steps must not copy it each time.
+/// At least doubles the capacity, so that many small steps don't copy the stack each time.
 void ValueStack::reserve(std::size_t count) {
   const std::size_t needed = values_.size() + count;
   if (needed > values_.capacity()) values_.reserve(std::max(needed, 2 * values_.capacity()));

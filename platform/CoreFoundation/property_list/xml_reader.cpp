@@ -99,11 +99,11 @@ class XmlReader {
   void skip_entity(const XML_Char* name, int is_parameter_entity);
   void other(const XML_Char* text, int length);
 
-  /// How the current event is written in the source.
+  /// The source text of the current event.
   const std::string& raw_event();
   void check_place(Element element) const;
   void refuse_inside_leaf() const;
-  /// NULL when the text is none of that element.
+  /// NULL if the text isn't a value of that element.
   Owned<CFTypeRef> make_leaf(Element element);
   [[noreturn]] void fail(const std::string& why) const;
 
@@ -139,8 +139,8 @@ XmlReader::XmlReader(std::string_view source, const char* encoding)
   XML_SetDefaultHandlerExpand(parser, handle<&XmlReader::other>);
 }
 
-/// Where a token, such as a comment, doesn't end in a piece, expat begins it anew with the next
-/// one: so that is twice as large each time.
+/// If a token, such as a comment, doesn't end in a piece, expat scans it again from its start with
+/// the next piece. So the next piece is twice as large.
 Owned<CFTypeRef> XmlReader::read(std::size_t least_piece) {
   constexpr std::size_t kMost = std::size_t{1} << 30;
   std::size_t size = least_piece;
@@ -200,7 +200,7 @@ void XmlReader::start(const XML_Char* name, const XML_Char** /*attributes*/) {
   }
 }
 
-/// Keys stand first of each pair in a dictionary, and nowhere else.
+/// A key must be first in each pair of a dictionary, and is allowed nowhere else.
 void XmlReader::check_place(Element element) const {
   if (containers_.empty() && values_.size() != 0) fail("More than one object in <plist>");
   const bool wants_key = !containers_.empty() && containers_.back().is_dictionary &&
@@ -266,7 +266,7 @@ void XmlReader::characters(const XML_Char* text, int length) {
     if (!data_.feed(piece)) fail(kBadBase64);
     return;
   }
-  // The writer puts line ends into the text as they are, but XML makes line feeds of them all.
+  // The writer writes line ends unchanged, but XML turns all of them into line feeds.
   if (piece == "\n") {
     if (raw_event().starts_with('\r')) piece = raw_event_;
   }
@@ -289,7 +289,7 @@ void XmlReader::start_document_type(const XML_Char* /*name*/, const XML_Char* /*
   if (has_subset != 0) fail("Document type with declarations");
 }
 
-/// With a document type elsewhere, which is never read, expat skips entities it doesn't know.
+/// If the document type names another file, which is never read, expat skips unknown entities.
 void XmlReader::skip_entity(const XML_Char* name, int /*is_parameter_entity*/) {
   fail("Unknown entity &" + std::string(name) + ";");
 }

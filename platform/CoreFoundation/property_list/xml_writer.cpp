@@ -29,8 +29,8 @@ constexpr std::string_view kHeader =
 constexpr std::string_view kFooter = "</plist>\n";
 constexpr std::string_view kReplacementCharacter = "\xef\xbf\xbd";
 
-/// Bytes that need a look before they are copied: markup, what XML can't hold (and, with that, tabs
-/// and line ends), and the lead byte of U+FFFE and U+FFFF, which it can't hold either.
+/// Bytes that may need another form: markup, control characters (most of which XML can't contain),
+/// and the lead byte of U+FFFE and U+FFFF, which XML can't contain either.
 bool is_special(char c) {
   const unsigned char byte = static_cast<unsigned char>(c);
   return byte < 0x20 || byte == '&' || byte == '<' || byte == '>' || byte == 0xef;
@@ -43,7 +43,7 @@ std::uint64_t load(const char* bytes) {
   return word;
 }
 
-/// Whether one of the word's eight bytes is special, without a look at each.
+/// Whether one of the word's eight bytes is special; tests all of them at once.
 inline bool any_special(std::uint64_t word) {
   constexpr std::uint64_t kOnes = 0x0101010101010101;
   constexpr std::uint64_t kHighBits = 0x80 * kOnes;
@@ -97,7 +97,7 @@ class XmlWriter {
     CFTypeRef value;
   };
 
-  /// A container whose closing tag is still to be written. A dictionary's entries, sorted, are
+  /// A container whose closing tag must still be written. A dictionary's entries, sorted, are
   /// those in `entries_` from `first` up.
   struct Container {
     CFTypeRef object;
@@ -203,8 +203,8 @@ class XmlWriter {
     writer.entries_.push_back({utf8(static_cast<CFStringRef>(key)), value});
   }
 
-  /// A container that holds itself is found once the way down to it is long: whoever is on it
-  /// twice is on it at any depth, and the usual shallow list needs no look-up.
+  /// A container that contains itself makes the nesting endless, so checking only below a certain
+  /// depth detects it too. The usual shallow list needs no search.
   void open(const Container& container) {
     constexpr std::size_t kShallow = 64;
     if (open_.size() >= kShallow && !deep_.insert(container.object).second)
@@ -236,8 +236,8 @@ class XmlWriter {
       out_.append(closing);
       return;
     }
-    // One copy of fixed size is faster than one of as many tabs as there are. The tags are longer
-    // than all eight, so what is too much is overwritten.
+    // A copy of eight tabs, a fixed size, is faster than a copy of the exact number. The tags are
+    // longer than eight bytes, so they overwrite the excess tabs.
     static_assert(kOpening + kClosing - 2 >= kTabs.size());
     const std::size_t tabs = open_.size();
     char* out = out_.extend(tabs + kOpening - 1 + text.size() + kClosing - 1);
@@ -286,8 +286,8 @@ class XmlWriter {
   }
 
   void write_data(CFDataRef data) {
-    // As the real library breaks lines: at 76 columns, the most that MIME (RFC 2045) allows, where
-    // a tab takes 8. With more than 8 tabs hardly a character would be left, so there are no more.
+    // Lines break as in the real library: at 76 columns, the maximum of MIME (RFC 2045), where a
+    // tab has 8 columns. There are at most 8 tabs, because more would leave almost no room.
     constexpr std::size_t kColumns = 76;
     constexpr std::size_t kTabWidth = 8;
     constexpr std::size_t kMaxTabs = 8;

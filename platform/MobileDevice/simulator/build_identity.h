@@ -8,9 +8,9 @@
 
 namespace MobileDevice::simulator {
 
-/// `manifest` with only that one of its BuildIdentities whose ApChipID and ApBoardID (numbers, or
-/// text such as "0x8020") are those of the device. Of several it keeps the first for the restore
-/// behaviour ("Erase", "Update"), or the first of all if none is for it.
+/// `manifest` with only one of its BuildIdentities: one whose ApChipID and ApBoardID (numbers, or
+/// text such as "0x8020") equal the device's. If several do, it keeps the first one for the restore
+/// behaviour ("Erase", "Update"), or the first of all if none is for that behaviour.
 /// @throws Failure  there is none; the text names the file `bundle`.
 Owned<CFDictionaryRef> personalize(CFPropertyListRef manifest, const DeviceProperties& device,
                                    CFTypeRef restore_behavior, const std::string& bundle);

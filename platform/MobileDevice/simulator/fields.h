@@ -47,7 +47,7 @@ struct Field {
 /// The entries of a dictionary.
 class Fields {
  public:
-  /// @throws Failure  `field` is no dictionary.
+  /// @throws Failure  `field` isn't a dictionary.
   explicit Fields(const Field& field);
   /// Checks the keys before any value: a misspelt key is an unknown one rather than a missing one.
   /// @throws Failure  as above, or a key isn't in `known`.

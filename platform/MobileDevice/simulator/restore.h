@@ -1,4 +1,4 @@
-/// What a simulated device does when it is restored.
+/// The restore of a simulated device.
 #pragma once
 
 #include <functional>

@@ -41,7 +41,7 @@ constexpr std::uint32_t kSignature = 0x07064B50;
 constexpr std::size_t kSize = 20, kEnd64Offset = 8;
 }  // namespace end64_locator
 
-constexpr std::size_t kPieceSize = 65536;  // bytes handed over at once
+constexpr std::size_t kPieceSize = 65536;  // bytes passed on at once
 constexpr std::size_t kLongestComment = 0xFFFF;
 constexpr std::uint32_t kInZip64Field = 0xFFFFFFFF;
 constexpr std::uint16_t kZip64Field = 1;

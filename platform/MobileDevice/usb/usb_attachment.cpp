@@ -21,7 +21,7 @@ constexpr std::chrono::seconds kDepartureTimeout(2);
 /// Both modes have it; claiming it excludes other programs.
 constexpr int kCommandInterface = 0;
 
-/// A command of the boot loader's console, NUL and all: a vendor request to the device.
+/// Sends a command of the boot loader's console, with its NUL, as a vendor request.
 /// @return  a `libusb_error`, or 0
 int send_command(libusb_device_handle* opened, std::string_view command) {
   std::vector<std::uint8_t> data(command.begin(), command.end());

@@ -78,7 +78,7 @@ void UsbBackend::arrived(const DeviceReference& device) {
   }
 }
 
-/// On a thread of its own, so that a device that hangs doesn't delay others.
+/// Uses a new thread, so that a device that hangs doesn't delay others.
 void UsbBackend::ask(const DeviceReference& device, const DeviceStrings& strings) {
   try {
     std::thread([this, device, strings] {

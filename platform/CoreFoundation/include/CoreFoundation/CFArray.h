@@ -1,5 +1,5 @@
-/// Arrays of pointers; with kCFTypeArrayCallBacks of CF objects. With NULL callbacks the pointers
-/// are neither retained nor released.
+/// Arrays of pointers, or of CF objects with kCFTypeArrayCallBacks. With NULL callbacks the
+/// pointers are neither retained nor released.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>

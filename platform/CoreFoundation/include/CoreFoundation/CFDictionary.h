@@ -1,4 +1,4 @@
-/// Hash maps of pointers; with the kCFType callbacks of CF objects. With NULL callbacks the
+/// Hash maps of pointers, or of CF objects with the kCFType callbacks. With NULL callbacks the
 /// pointers themselves are compared, and are neither retained nor released.
 #pragma once
 

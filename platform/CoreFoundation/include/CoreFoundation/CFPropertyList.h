@@ -24,17 +24,19 @@ enum : CFIndex {
 #pragma GCC visibility push(default)
 extern "C" {
 
-/// The object written as a file of `format`, which must be the XML one; `options` 0. NULL when it
-/// can't be written: then `*error`, unless `error` is NULL, is a new error that says why.
+/// The object written as a file of `format`, which must be XML; `options` must be 0. NULL if it
+/// can't be written: then `*error` is a new error with the reason, unless `error` is NULL.
 CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef property_list,
                                    CFPropertyListFormat format, CFOptionFlags options,
                                    CFErrorRef* error);
-/// The object that XML, binary or OpenStep text `data` holds, immutable, with the format found in
-/// `*format` unless that is NULL. NULL when it holds none: then `*error`, unless `error` is NULL,
-/// is a new error that says why. Time grows with the length of `data`, whatever it holds; so does
-/// memory, by at most some 15 bytes for each byte of XML and 40 for each of OpenStep text or of a
-/// binary list (measured on the lists that need most: attributes, keys of one letter, references to
-/// one small array; usual ones need 2 to 5), beside some MiB in all.
+/// The immutable object that XML, binary or OpenStep text `data` contains. `*format` is the format
+/// that was found, unless `format` is NULL. NULL if the data can't be read: then `*error` is a new
+/// error with the reason, unless `error` is NULL.
+///
+/// Time and memory are proportional to the length of `data`. Memory is a few MiB, plus at most
+/// about 15 bytes for each byte of XML, and 40 for each byte of OpenStep text or of a binary list.
+/// Usual lists need 2 to 5. (Measured with attributes, keys of one letter and references to one
+/// small array, which need most.)
 CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef allocator, CFDataRef data,
                                                CFOptionFlags options, CFPropertyListFormat* format,
                                                CFErrorRef* error);

@@ -1,4 +1,4 @@
-/// Sets of pointers, of CF objects with kCFTypeSetCallBacks. NULL callbacks: plain pointers.
+/// Sets of pointers, or of CF objects with kCFTypeSetCallBacks. NULL callbacks: plain pointers.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>

@@ -32,7 +32,7 @@ extern "C" {
 /// Returns the new type's ID. `cls` must exist forever. Thread-safe. At most about 1,000 types can
 /// be registered; one more ends the process.
 CFTypeID _CFRuntimeRegisterClass(const CFRuntimeClass* cls);
-/// A new object with one reference: a CFRuntimeBase and `extra_bytes` zeroed bytes behind it,
+/// A new object with one reference: a CFRuntimeBase and `extra_bytes` zeroed bytes after it,
 /// aligned to 16. NULL for an unknown type or when memory is short.
 CFTypeRef _CFRuntimeCreateInstance(CFAllocatorRef allocator, CFTypeID type_id, CFIndex extra_bytes,
                                    unsigned char* category);

@@ -87,10 +87,9 @@ AMRError AMRecoveryModeDeviceReboot(AMRecoveryModeDeviceRef device);
 
 /// The options that a restore needs in addition to the bundle; NULL if there are none.
 CFMutableDictionaryRef AMRestoreCreateDefaultOptions(CFAllocatorRef allocator);
-/// Starts a restore and returns. `callback` is called on a thread of the library, for every report
-/// until the one of operation 0 with progress 100, the end. Of a restore that can't start, that
-/// report comes on the calling thread, before the call returns. `device` and `options` are
-/// retained.
+/// Starts a restore and returns. Calls `callback` on a thread of the library for every report until
+/// the end, the report of operation 0 with progress 100. If the restore can't start, that report
+/// comes on the calling thread, before the call returns. `device` and `options` are retained.
 AMRError AMRestorableDeviceRestore(AMRestorableDeviceRef device, CFDictionaryRef options,
                                    AMRestorableDeviceRestoreCallback callback, void* context);
 /// Appends the calls that reach devices to the file `path` from now on. 0 on success.
