@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""What korvrestore-fleet costs: with 2, 8 and 32 hosts of four devices each, or as given.
+"""Measures korvrestore-fleet with 2, 8 and 32 hosts of four devices each, or as given.
 
     KORVRESTORE=build/release/korvrestore bench/fleet.py [HOSTSxDEVICES...]
 
-The hosts are sshd's on loopback addresses. Every device takes 20 seconds and reports each second.
+Each host is an sshd on a loopback address. A restore takes 20 seconds and reports every second.
 """
 
 import os
@@ -24,13 +24,13 @@ TICK = os.sysconf("SC_CLK_TCK")
 
 
 def processor_time(pid: int) -> float:
-    """Of the process and all that it has waited for."""
+    """The processor time of the process and of the children that it has waited for."""
     fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(") ")[2].split()
     return sum(map(int, fields[11:15])) / TICK
 
 
 def memory(pids: list) -> float:
-    """MB; what processes share is divided among them."""
+    """In MB; the processes share the size of common pages."""
     total = 0
     for pid in pids:
         try:

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Many tools at once, each with one simulated device: many.py BUILD_DIRECTORY. Prints what each
-costs and by how much the last one ends after the first."""
+"""Runs many tools at once, each with one simulated device: many.py BUILD_DIRECTORY. Prints the cost
+of each tool, and the time from the first end to the last."""
 
 import fcntl
 import os
@@ -28,7 +28,7 @@ def processor(usage) -> float:
 
 
 def run_all(command: tuple) -> tuple:
-    """Milliseconds: each tool's on the processor, and the ends, counted from the first start."""
+    """In milliseconds: each tool's processor time, and each end, counted from the first start."""
     usages, ends = [], []
 
     def take_ends() -> None:
@@ -53,7 +53,7 @@ def run_all(command: tuple) -> tuple:
 
 
 def memory_of_all(command: tuple) -> list:
-    """Each tool's proportional memory in KiB while all of them wait for a reader of their
+    """Each tool's proportional memory in KiB, while all tools wait for a reader of their
     messages."""
     reader, writer = os.pipe()
     size = fcntl.fcntl(writer, fcntl.F_GETPIPE_SZ)
@@ -77,7 +77,7 @@ def memory_of_all(command: tuple) -> list:
 
 
 def used(processes: list) -> list:
-    """The ticks of processor time that each has had so far."""
+    """The ticks of processor time that each process has used."""
     stats = [Path(f"/proc/{process}/stat").read_text().rpartition(")")[2] for process in processes]
     return [stat.split()[11:13] for stat in stats]
 

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Reads one property list with plistlib; prints what the program read_plist prints."""
+"""Reads one property list with plistlib and prints the same figures as read_plist."""
 
 import plistlib
 import sys
@@ -7,7 +7,7 @@ import time
 
 
 def peak_memory() -> int:
-    """The most memory that this process has held, in bytes."""
+    """The peak memory of this process, in bytes."""
     with open("/proc/self/status") as status:
         return next(int(line.split()[1]) * 1024 for line in status if line.startswith("VmHWM:"))
 

@@ -1,4 +1,4 @@
-"""Makes large restore-options property lists: a few options on top, and below them a table of
+"""Creates large restore-options property lists: a few options on top, and below them a table of
 images, each with its digests, sizes, flags and rules."""
 
 import datetime
@@ -47,7 +47,7 @@ def restore_options(count: int) -> dict:
 
 def restore_options_file(size: int, plist_format: plistlib.PlistFormat) -> bytes:
     """A file within a hundredth of `size` bytes."""
-    sample = 10_000  # enough for references as wide as the whole file needs
+    sample = 10_000  # large enough that references have the same width as in the whole file
     per_image = len(plistlib.dumps(restore_options(sample), fmt=plist_format)) / sample
     content = plistlib.dumps(restore_options(round(size / per_image)), fmt=plist_format)
     if abs(len(content) - size) > size / 100:

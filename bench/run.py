@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Measures the built tool and its parts, beside their peers, and prints the figures with their
-aims: run.py BUILD_DIRECTORY. scripts/bench builds and calls this."""
+"""Measures the built tool and its parts, and similar programs and libraries. Prints the figures and
+the targets: run.py BUILD_DIRECTORY. scripts/bench builds and calls this."""
 
 import json
 import os
@@ -24,7 +24,7 @@ REPETITIONS = 5
 
 
 def output_of(*command: object) -> str:
-    """What a program that must succeed prints."""
+    """The output of a program that must succeed."""
     words = [str(word) for word in command]
     return subprocess.run(words, check=True, stdout=subprocess.PIPE, text=True).stdout
 
@@ -42,7 +42,7 @@ def aim(text: str, met: bool) -> None:
 
 
 def measure_writing(build: Path) -> None:
-    """Least CPU time of many short repetitions, in turn: some of them meet no other load."""
+    """Prints the least CPU time of many short repetitions, in turn, some of which run undisturbed."""
     title("Writing a RestoreStatus message")
     repetitions = 20
     times = {}
@@ -72,8 +72,8 @@ def measure_writing(build: Path) -> None:
 
 
 def measure_reading(build: Path, kind: str, path: Path) -> None:
-    """Least CPU time and median peak memory of a few processes each, one after another in turn, so
-    that other load on the machine meets all of them."""
+    """Prints the least CPU time and the median peak memory of a few processes each. The libraries
+    take turns, so that other load on the machine affects all of them."""
     title(f"Reading {kind} restore options, {path.stat().st_size / MIB:.1f} MiB")
     programs = {
         "ours": (build / "bench/read_plist", "ours", path),
@@ -94,13 +94,13 @@ def measure_reading(build: Path, kind: str, path: Path) -> None:
 
 
 def limit_resources() -> None:
-    """For a reader that would otherwise take all of the machine."""
+    """Limits a reader that would otherwise use the whole machine."""
     resource.setrlimit(resource.RLIMIT_AS, (4 << 30, 4 << 30))
     resource.setrlimit(resource.RLIMIT_CPU, (20, 20))
 
 
 def read_shape(build: Path, library: str, path: Path) -> tuple[float, int, str]:
-    """Least CPU seconds, peak memory and what became of the file; infinite seconds if too much."""
+    """Least CPU seconds (infinity beyond the limits), peak memory, and the result of reading."""
     runs = []
     for _ in range(3):
         command = [build / "bench/read_plist", library, path]
@@ -112,7 +112,7 @@ def read_shape(build: Path, library: str, path: Path) -> tuple[float, int, str]:
 
 
 def measure_shapes(build: Path, work: Path) -> None:
-    """How time grows with what makes a careless reader slow."""
+    """Prints how time grows with the size of inputs that make a careless reader slow."""
     factor, most = 4, 7
     title(f"Reading hostile lists, and how much longer {factor} times as much takes")
     folders = [work / "small", work / "large"]
@@ -153,7 +153,7 @@ class Runs:
         self.processor: list[float] = []
 
     def run(self, *command: str, status: int) -> None:
-        """Runs the program, its output thrown away, and keeps the times."""
+        """Runs the program, discards its output, and stores the times."""
         discard = [
             (os.POSIX_SPAWN_OPEN, descriptor, os.devnull, os.O_WRONLY, 0) for descriptor in (1, 2)
         ]
@@ -166,7 +166,7 @@ class Runs:
             sys.exit(f"{command} ended with wait status {wait_status}")
 
     def print(self, name: str, without: float = 0) -> None:
-        """Figures from start to exit less `without`, the milliseconds that it was told to wait."""
+        """Prints the times from start to exit minus `without`, the milliseconds of a given wait."""
         row(
             name,
             f"median {statistics.median(self.elapsed) - without:.2f} ms",
@@ -218,7 +218,7 @@ def measure_many(build: Path) -> None:
 
 
 def measure_usb(build: Path) -> None:
-    """The figures over emulated USB devices, unless the build was made without USB."""
+    """Measures with emulated USB devices, unless the build has no USB."""
     if (build / "tests/usb").exists():
         title("Twelve emulated USB devices, aim: medians under 50 ms")
         subprocess.run([HERE / "usb.py", build], check=True)

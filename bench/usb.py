@@ -1,5 +1,5 @@
 #!/usr/bin/env -S umockdev-wrapper /usr/bin/python3
-"""How long the program takes with twelve emulated USB devices, one of which hangs.
+"""Measures the program with twelve emulated USB devices, one of which hangs.
 
 bench/usb.py BUILD: a release build.
 """
@@ -20,7 +20,7 @@ from usb.machine import INFO, Emulator  # noqa: E402: it reads the environment
 
 
 def measure(emulator, name, arguments, without=0.0, runs=RUNS):
-    """Prints the median and the longest time from start to exit, `without` what is waited for."""
+    """Prints the median and the longest time from start to exit, minus the wait `without`."""
     times = []
     for _ in range(runs):
         begin = time.monotonic()

@@ -1,4 +1,4 @@
-"""korvrestore-bench: several devices, and everything that can end a restore."""
+"""korvrestore-bench: several devices, and the ways in which a restore can end."""
 
 import os
 import pathlib
@@ -34,14 +34,14 @@ class BenchTest(CasesTest):
         return subprocess.Popen(line, env=environment, cwd=self.directory, **pipes | popen)
 
     def finish(self, bench, status) -> tuple:
-        """The table of results as a dictionary, the line under it, and what came on stderr."""
+        """Returns the table of results as a dictionary, the line under it, and stderr."""
         stdout, stderr = bench.communicate(timeout=PATIENCE)
         self.assertEqual(bench.returncode, status, stdout + stderr)
         *_, results, counts = stdout.rstrip("\n").split("\n\n")
         return dict(line.split("  ", 1) for line in results.splitlines()), counts, stderr
 
     def stand_in(self, script) -> pathlib.Path:
-        """A tool that does this."""
+        """Creates a tool that runs this script."""
         tool = self.directory / "tool"
         tool.write_text(f"#!/usr/bin/env bash\n{script}\n")
         tool.chmod(0o700)
@@ -69,11 +69,11 @@ class BenchTest(CasesTest):
         self.assertEqual(rows[ABSENT], ["not begun", "", "", absent])
         self.assertEqual(rows[PRESENT][0], "restored")
         with self.start_bench(PRESENT) as bench:
-            bench.stdout.close()  # nobody looks: the restore goes on
+            bench.stdout.close()  # the restore continues without a reader
         self.assertEqual(bench.returncode, 0)
 
-    def test_recorded_run_is_played_again(self):
-        """The same messages come, byte for byte, whatever end the restore had."""
+    def test_recording_replays_the_messages(self):
+        """The messages are equal byte for byte, whatever the end of the restore."""
         recorded = self.directory / "recorded"
         options = ("--restore-timeout", "3", "--record")
         ecids = (PRESENT, FAILING, ENDLESS, ABSENT, ODD)
@@ -125,7 +125,7 @@ class BenchTest(CasesTest):
             self.assertTrue(shown.endswith(b"\r\n1 restored, 1 failed\r\n"))
 
     def test_signals_end_all_tools(self):
-        """Also one that ignores them; and SIGKILL, which the program can't handle."""
+        """Also a tool that ignores signals; and SIGKILL, which the program can't handle."""
         deaf = f"""trap '' TERM INT HUP; echo >"$0.deaf"; exec sleep {PATIENCE}"""
         tool = self.stand_in(f"""[[ "$*" = *{ODD}* ]] && {{ {deaf}; }}\nexec "{PROGRAM}" "$@\"""")
         for number in (signal.SIGHUP, signal.SIGTERM, signal.SIGKILL):
@@ -141,7 +141,7 @@ class BenchTest(CasesTest):
                 results, *_ = self.finish(bench, 128 + number)
                 self.assertRegex(results[ENDLESS], "^FAILED at 40 % .*: interrupted$")
             bench.communicate(timeout=PATIENCE)
-            # The folder goes when the last of the tools has ended.
+            # The folder is removed when the last tool has ended.
             self.wait_until(lambda: os.listdir(self.scratch) == [])
 
     def test_tools_that_fail(self):
@@ -161,8 +161,8 @@ class BenchTest(CasesTest):
         failure = "NOT BEGUN: can't run /nowhere/tool: No such file or directory"
         self.assertEqual((results, counts), ({PRESENT: failure}, "1 not begun"))
 
-    def test_watch_restores_what_appears(self):
-        """Once, until it has been away and comes back; never a device that isn't listed."""
+    def test_watch_restores_new_devices(self):
+        """Each only once until it has left and come back; never a device that isn't listed."""
         script = (
             'case $1 in --list-devices) cat "$0.list" >&"${@: -1}"; exec cp "$0.list" seen;; esac'
         )

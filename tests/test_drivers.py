@@ -1,4 +1,4 @@
-"""The small drivers in examples/, in three languages."""
+"""The example drivers in three languages."""
 
 import os
 import pathlib

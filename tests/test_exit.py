@@ -1,4 +1,4 @@
-"""The process always ends at once and with the right status."""
+"""The process always ends immediately and with the right status."""
 
 import concurrent.futures
 

@@ -1,4 +1,4 @@
-"""korvrestore-fleet: devices on several hosts, and all that may break."""
+"""korvrestore-fleet: devices on several hosts, and failures of all parts."""
 
 import contextlib
 import os
@@ -16,7 +16,7 @@ from support.scenario import THE_END, device, report
 
 FLEET = pathlib.Path(__file__).parent.parent / "python/bin/korvrestore-fleet"
 QUICK, FAILING, HELD, ENDLESS, ABSENT = (f"{number:016X}" for number in range(0xA1, 0xA6))
-# Counts the restores. A bundle that is a FIFO holds one up until something is written there.
+# Counts the restores. If the bundle is a FIFO, the restore waits until something is written to it.
 TOOL = f"""#!/usr/bin/env bash
 if [ "$1" = --restore ]; then
   echo "$4" >>"$HOME/begun"
@@ -27,7 +27,7 @@ exec {PROGRAM} "$@"
 
 
 def writer(fifo):
-    """None while nobody reads there."""
+    """The FIFO opened for writing; None while it has no reader."""
     with contextlib.suppress(OSError):
         return open(os.open(fifo, os.O_WRONLY | os.O_NONBLOCK), "w")
 
@@ -69,7 +69,7 @@ class FleetTest(ProgramTest):
         return {ecid: (host, result) for ecid, host, result in rows}
 
     def wait_for(self, desk, happened):
-        """What `happened` answers, as soon as that is something."""
+        """Waits until `happened` returns a true value, and returns it."""
         deadline = time.monotonic() + PATIENCE
         while not (result := happened()):
             self.assertLess(time.monotonic(), deadline)
@@ -77,8 +77,8 @@ class FleetTest(ProgramTest):
             time.sleep(0.02)
         return result
 
-    def wait_until_said(self, desk, text, name) -> None:
-        """In a file of the run's."""
+    def wait_for_text(self, desk, text, name) -> None:
+        """Waits until the run's file `name` contains `text`."""
         file = self.folder / name
         self.wait_for(desk, lambda: file.exists() and text in file.read_text())
 
@@ -120,13 +120,13 @@ class FleetTest(ProgramTest):
         desk = self.start_fleet()
         held = self.wait_for(desk, lambda: writer(fifo))  # its restore has begun
         first.hang()
-        self.wait_until_said(desk, "not responding", f"{HELD}.log")
-        self.wait_until_said(desk, "<integer>40<", f"{ENDLESS}.messages")
+        self.wait_for_text(desk, "not responding", f"{HELD}.log")
+        self.wait_for_text(desk, "<integer>40<", f"{ENDLESS}.messages")
         cut_power(desk)
         desk = self.start_fleet()
         held.write("go on\n")
         held.close()
-        self.wait_until_said(desk, "exit status 0", f"{HELD}.end")
+        self.wait_for_text(desk, "exit status 0", f"{HELD}.end")
         second.cut_power()
         results = {
             QUICK: ("bench1", "restored"),
@@ -152,7 +152,7 @@ class FleetTest(ProgramTest):
         *place, _, why = by_ecid[ENDLESS]
         self.assertEqual((place, why), (["bench2", "failed", operation, "40"], reason))
         self.assertEqual(by_ecid[ABSENT][:2], ["-", "not begun"])
-        # What had come before wasn't fetched again.
+        # The earlier part of the messages wasn't copied again.
         self.assertEqual((self.folder / f"{ENDLESS}.messages").read_text().count("</plist>"), 1)
         begun = [(host.home / "begun").read_text().split() for host in (first, second)]
         self.assertEqual([sorted(ecids) for ecids in begun], [[QUICK, FAILING, HELD], [ENDLESS]])

@@ -32,7 +32,7 @@ class LogFileTest(ProgramTest):
         calls = [(AUTO_BOOT, 0), (REBOOT, 0), (AUTO_BOOT, 21), ("AMRestorableDeviceRestore()", 0)]
         self.assertEqual(entries, [f"TIME {ECID} {call}: {result}" for call, result in calls])
 
-    def test_log_that_cannot_be_written_is_ignored(self):
+    def test_unwritable_log_is_ignored(self):
         """A FIFO without a reader, and a file size limit."""
         line = ("--list-devices", "--detect-timeout", "0")
         os.mkfifo(self.directory / "fifo")
@@ -41,7 +41,7 @@ class LogFileTest(ProgramTest):
         result = self.run_program(*line, *self.logging, preexec_fn=set_limit)
         self.assertEqual(result.messages, [("DeviceList", [])])
 
-    def test_missing_descriptor_is_not_mistaken_for_the_log(self):
+    def test_log_never_becomes_the_output(self):
         line = ("--exit-recovery", "--ecid", ECID, *FOUND, "--output-pipe", "3")
         self.run_program(*line, *self.logging, devices=[device()], status=-signal.SIGABRT)
         self.assertFalse(self.log.exists())

@@ -20,8 +20,8 @@ def burst(count):
 
 
 class SmallPipe:
-    """Has room for one page, or 64 KiB where that can't be set (macOS), so that the program must
-    wait for its reader."""
+    """A pipe with room for one page, or 64 KiB where the size can't be set (macOS). So the program
+    must wait for its reader."""
 
     def __init__(self, blocking=True):
         self.reader, self.writer = os.pipe()
@@ -51,7 +51,7 @@ class OutputTest(ProgramTest):
         return run
 
     def test_nonblocking_standard_output_loses_nothing(self):
-        """As when the reader's event loop shares the descriptor."""
+        """The descriptor is non-blocking if the reader's event loop shares it."""
         with SmallPipe(blocking=False) as pipe:
             run = self.start(*RESTORE, devices=burst(1000), stdout=pipe.writer)
             pipe.started()

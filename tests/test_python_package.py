@@ -1,4 +1,4 @@
-"""The Python package: reading messages, ending tools, what is shown."""
+"""The Python package: reading messages, ending tools, display."""
 
 import os
 import pathlib
@@ -35,7 +35,7 @@ def status(**value) -> bytes:
 
 
 def naive(stream):
-    """Reads the whole stream at once. None stands for what isn't a message."""
+    """Reads the whole stream at once. None replaces a part that isn't a message."""
     for document in stream.split(b"</plist>\n")[:-1]:
         document += b"</plist>\n"
         begin = document.rfind(b"<?xml ")
@@ -50,7 +50,7 @@ def naive(stream):
 
 
 class ReaderTest(unittest.TestCase):
-    def test_random_splits_with_a_bad_message_anywhere(self):
+    def test_splits_do_not_change_messages(self):
         source = random.Random(1)
         for _ in range(300):
             parts = [
@@ -68,7 +68,7 @@ class ReaderTest(unittest.TestCase):
             self.assertEqual(read, list(naive(stream)))
             self.assertEqual(reader.finish(), [])
 
-    def test_what_is_cut_or_has_no_end(self):
+    def test_endless_messages_are_cut(self):
         """Memory is bounded, and no byte is lost silently."""
         reader = MessageReader()
         self.assertEqual(reader.feed(b"<plist><dict>"), [])
@@ -82,7 +82,7 @@ class ReaderTest(unittest.TestCase):
 
 class ToolTest(unittest.TestCase):
     def test_limit_ends_a_tool_that_hangs(self):
-        """It ignores SIGTERM, has a child, and says nothing."""
+        """It ignores SIGTERM, has a child, and prints nothing."""
         script = "trap '' TERM; sleep 300 & wait; sleep 300"
         with unittest.mock.patch.object(tool, "GRACE", 0.1):
             with Tool(["bash", "-c", script], limit=0.5) as run:
@@ -90,7 +90,7 @@ class ToolTest(unittest.TestCase):
         self.assertEqual((run.is_late, run.status), (True, -9))
         self.assertIn("didn't end within", run.outcome)
 
-    def test_tool_ends_with_the_block_and_with_the_program(self):
+    def test_tool_ends_with_its_program(self):
         with Tool(["bash", "-c", "exec sleep 300"]) as run:
             pass
         self.assertEqual(run.status, -15)
@@ -118,7 +118,7 @@ class DisplayTest(unittest.TestCase):
             yield restore
 
     def test_rows_fit_in_any_size(self):
-        """Failed, stalled, running, restored; percentage and step stay to the last."""
+        """Failed, stalled, running, restored; narrow rows keep percentage and step longest."""
         restores = list(self.restores())
         rows = display.render(restores, 61, 79, 9)
         self.assertEqual([row[15:16] for row in rows[:4]], ["2", "0", "3", "1"])

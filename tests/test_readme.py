@@ -1,4 +1,4 @@
-"""README.md's first session, typed into a shell: it says what README.md shows."""
+"""Runs README.md's first session in a shell and compares the output with README.md."""
 
 import os
 import pathlib
@@ -11,9 +11,9 @@ ROOT = pathlib.Path(__file__).parent.parent
 SESSION = re.compile(r"(?s)\n## A first session\n(.*?)\n## ")
 BLOCK = re.compile(r"(?s)\n```\n(.*?)```\n")
 COMMAND = re.compile(r"(?m)^\$ ((?:.*\\\n)*.*\n)")  # a backslash continues the line
-# What korvrestore-bench prints of running restores, and draws in place on a terminal.
+# The progress lines of korvrestore-bench, which README.md omits.
 PROGRESS = re.compile(r"(?m)^[0-9A-F]{16}  (?: *\d+ %|begun|.*\(\d+:\d\d\)$).*\n")
-PLACE = re.compile(r"at \d+ % \(.*?\)")  # where a restore failed, which is a matter of time
+PLACE = re.compile(r"at \d+ % \(.*?\)")  # where a restore failed, which depends on timing
 
 
 class ReadmeTest(ProgramTest):

@@ -18,7 +18,7 @@ COURSE += [(14, 95), (0, 100)]
 
 
 def patched(archive, record, at, new) -> bytes:
-    """Replaces bytes in the last of the zip archive's records of this kind."""
+    """Replaces bytes in the zip archive's last record of this kind."""
     at += archive.rindex(record)
     return archive[:at] + new + archive[at + len(new) :]
 

@@ -15,7 +15,7 @@ from support.scenario import ECID
 
 ROOT = pathlib.Path(__file__).parent.parent
 SCENARIOS = ROOT / "examples/scenarios"
-AT_ONCE = 3  # few, so that the scenarios' times are kept on a busy machine
+AT_ONCE = 3  # few, so that the scenarios run on time on a busy machine
 
 
 def rows() -> list:

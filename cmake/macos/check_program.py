@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""check_program.py PROGRAM ARCHITECTURE LIBRARY says what the program is, or what it lacks.
+"""check_program.py PROGRAM ARCHITECTURE LIBRARY checks a program for macOS and describes it.
 
-It is to be a Mach-O program that uses CoreFoundation, LIBRARY and what every C++ program uses.
+It must be a Mach-O program that uses CoreFoundation, LIBRARY, libSystem and libc++ only.
 """
 import pathlib
 import plistlib
@@ -33,13 +33,13 @@ check(
     f"not a Mach-O program for {architecture}",
 )
 system = re.search(r"LC_BUILD_VERSION\n.*\n *platform macos\n.*\n *minos (\S+)", header)
-check(system, "doesn't say which macOS it needs")
+check(system, "doesn't state which macOS it needs")
 
 with tempfile.TemporaryDirectory() as folder:
     section = pathlib.Path(folder, "Info.plist")
     run("llvm-objcopy", f"--dump-section=__TEXT,__info_plist={section}", program, "/dev/null")
     information = plistlib.loads(section.read_bytes())
-check(information.get("LSUIElement") is True, "no agent by its Info.plist")
+check(information.get("LSUIElement") is True, "its Info.plist doesn't make it an agent")
 
 used = re.findall(
     r"^ +\(undefined\).* (\S+) \((?:from (\S+)|.*)\)$", run("llvm-nm", "-m", program), re.MULTILINE

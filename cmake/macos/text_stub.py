@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """text_stub.py INSTALL_NAME HEADER... prints a text stub (.tbd) of a library for macOS.
 
-A text stub is what the linker takes for a dynamic library that isn't at hand: where the library is
-installed, and its symbols, which are here what the headers declare inside extern "C". With -
-for the headers the symbols come on standard input, one a line.
+The linker accepts a text stub instead of a dynamic library. It contains the library's installation
+path and its symbols: the names that the headers declare inside extern "C". With - instead of
+headers, the symbols are read from standard input, one in each line.
 """
 import re
 import sys

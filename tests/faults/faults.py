@@ -1,6 +1,6 @@
-"""Makes the program's allocations and system calls fail, one place after the other, and compares
-each run with a run without a fault. Allowed are the same result, a reported error with the status
-that belongs to it, and an abort with a reason on standard error. All else is printed with the
+"""Makes the program's allocations and system calls fail, one in each run, and compares the run with
+a run without a fault. Three outcomes are allowed: the same result, a reported error with its
+status, and an abort with a reason on standard error. Every other outcome is printed with the
 command that repeats it.
 """
 
@@ -72,7 +72,7 @@ def prepare(case, folder) -> None:
     (folder / "good.ipsw").write_bytes(good)
     (folder / "bad.ipsw").write_bytes(good[: len(good) // 2])
     phone = device(ChipID=CHIP, BoardID=BOARD, RestoreSeconds=0)
-    devices = [] if case == "list" else [phone]  # no time for a list to get them
+    devices = [] if case == "list" else [phone]  # the list would end before they arrive
     (folder / "scenario").write_bytes(plistlib.dumps({"Devices": devices}))
     paths = {"RestoreBundlePath": "good.ipsw", "PersonalizedRestoreBundlePath": "personal"}
     options = {key: f"{folder}/{name}" for key, name in paths.items()}
@@ -122,7 +122,7 @@ def run(case, fault, counting=None) -> Outcome:
 
 
 def verdict(case, fault, good, now) -> str:
-    """The class of an allowed outcome; what is wrong with another, after "WRONG: "."""
+    """The class of an allowed outcome, or "WRONG: " and the reason."""
     if now.status == "hangs":
         return "WRONG: hangs"
     if now.status == "loading":
@@ -171,7 +171,12 @@ def places(case) -> list:
 
 def main() -> int:
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("seconds", nargs="?", type=float, help="a sample; without it, all places")
+    parser.add_argument(
+        "seconds",
+        nargs="?",
+        type=float,
+        help="test random places for this time; default: all places",
+    )
     parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(10**6))
     parser.add_argument("--only", help="CASE:KIND:NUMBER:HOW, as printed")
     options = parser.parse_args()

@@ -1,4 +1,4 @@
-"""A test on the kernel that runs it, as root, with udev running and vhci_hcd loaded."""
+"""Base of the tests with a real kernel. Needs root, udev and the module vhci_hcd."""
 
 import contextlib
 import os
@@ -11,14 +11,14 @@ from usb.machine import UsbTest
 
 BLACKLIST = pathlib.Path("/etc/modprobe.d/test.conf")
 WARNING = 4  # the level of a line in the kernel's log; more important ones have lower numbers
-# What the kernel logs about a program that uses usbfs against its rules, and about its own faults.
+# The kernel's log lines about wrong use of usbfs and about its own faults.
 COMPLAINT = re.compile("usbfs|korvrestore|WARNING|BUG|Oops|Call Trace|blocked for more than")
 
 
 @contextlib.contextmanager
 def without_charging_driver():
-    """The kernel's driver apple-mfi-fastcharge takes Apple's devices, and keeps them from being
-    suspended."""
+    """Disables the driver apple-mfi-fastcharge, which binds Apple devices and prevents their
+    suspension."""
     subprocess.run(["modprobe", "--remove", "apple-mfi-fastcharge"], check=True)
     BLACKLIST.write_text("blacklist apple-mfi-fastcharge\n")
     subprocess.run(["udevadm", "control", "--reload"], check=True)
@@ -41,7 +41,7 @@ class KernelTest(UsbTest):
         self.addCleanup(self.check_log, log)
 
     def check_log(self, log):
-        self.usb.close()  # the devices leave before the log ends
+        self.usb.close()  # the departures must be in the log, too
         complaints = []
         while record := self.next_record(log):
             numbers, _, text = record.partition(";")

@@ -1,5 +1,5 @@
-"""Runs the tests in the guest and prints a line for each check. scripts/check-kernel looks for the
-last line."""
+"""Runs the tests in the guest and prints a line for each check. scripts/check-kernel searches for
+the last line."""
 
 import os
 import sys

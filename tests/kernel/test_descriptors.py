@@ -1,4 +1,4 @@
-"""What devices say of themselves, as the kernel and the program understand it."""
+"""Devices with unusual descriptors."""
 
 import fcntl
 import os
@@ -40,7 +40,7 @@ class DescriptorsTest(KernelTest):
         self.assertEqual(self.info("00000000000000A1")["SerialNumber"], LONG[38:-1])
         self.assertEqual(self.info("00000000000000A4")["SerialNumber"], "F\u00fc\U0001f642")
 
-    def test_string_requests_that_fail_or_take_four_seconds(self):
+    def test_slow_or_failing_string_requests(self):
         """The kernel waits five seconds for a string, the program two."""
         slow = ["string:4", "slow 4", 1]
         self.usb.add("1-1", ecid="00000000000000A1", faults=[["string", "stall", -1]])
@@ -61,7 +61,7 @@ class DescriptorsTest(KernelTest):
         self.assertEqual(result.messages, [("CommandSuccess", True)])
         self.assertEqual(self.usb.attribute("1-1", "bConfigurationValue"), "")
 
-    def test_another_program_holds_or_resets_the_device(self):
+    def test_claimed_or_reset_device(self):
         self.usb.add("1-1")
         self.usb.wait_for("1-1")
         with open(self.usb.node("1-1"), "rb+", buffering=0) as node:
@@ -72,12 +72,12 @@ class DescriptorsTest(KernelTest):
             self.assertEqual(result.messages, [error(6, reason)])
         number = self.usb.attribute("1-1", "devnum")
         with open(self.usb.node("1-1"), "rb+", buffering=0) as node:
-            fcntl.ioctl(node, RESET)  # the kernel enumerates it anew, under its old numbers
+            fcntl.ioctl(node, RESET)  # the kernel enumerates it again, with the same numbers
         result = self.run_program(*STAY_IN_RECOVERY, ECID)
         self.assertEqual(result.messages, [("CommandSuccess", True)])
         self.assertEqual(self.usb.attribute("1-1", "devnum"), number)
 
-    def test_two_devices_of_one_ecid(self):
+    def test_two_devices_with_one_ecid(self):
         """One of them gets all commands."""
         self.usb.add("1-1")
         self.usb.add("1-2")

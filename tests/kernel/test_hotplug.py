@@ -1,4 +1,4 @@
-"""Devices that come and go."""
+"""Devices that arrive and leave."""
 
 import collections
 import pathlib
@@ -19,7 +19,7 @@ LEFT = "The device has left; plug it in again and retry"
 
 class HotplugTest(KernelTest):
     def wait_for_info(self):
-        """The program, which waits for the device ECID."""
+        """Starts the program, which waits for the device ECID."""
         process = self.start("--debug", *INFO, ECID)
         self.assertTrue(self.read_until(process, "Waiting for device"))
         return process
@@ -28,7 +28,7 @@ class HotplugTest(KernelTest):
         self.assertTrue(self.read_until(process, *[f"{change} '{ecid}'" for ecid in ecids]))
 
     def assert_found(self, process) -> list:
-        """Plugs in the device that the program waits for. Returns what else came and left."""
+        """Plugs in the device that the program waits for. Returns the other arrivals and departures."""
         self.usb.add("1-15")
         result = self.finish(process)
         [(_, value)] = result.messages
@@ -37,7 +37,7 @@ class HotplugTest(KernelTest):
         changes.remove(("Adding", ECID))
         return changes
 
-    def test_a_hundred_devices_come_and_go_while_one_is_awaited(self):
+    def test_waits_among_a_hundred_devices(self):
         process = self.wait_for_info()
         for cycle in range(1, CYCLES + 1):
             ecids = {f"{hub}-1": f"{cycle:08X}{hub:08X}" for hub in HUBS}
@@ -62,7 +62,7 @@ class HotplugTest(KernelTest):
         self.assert_found(process)
         self.assert_listed(*ecids, ECID)
 
-    def test_leaves_while_the_kernel_enumerates_it(self):
+    def test_device_leaves_during_enumeration(self):
         process = self.wait_for_info()
         for number, operation in enumerate(
             ("descriptor:1", "descriptor:2", "string:4", "configure")
@@ -74,8 +74,8 @@ class HotplugTest(KernelTest):
         came_and_left = collections.Counter(change for change, _ in self.assert_found(process))
         self.assertEqual(came_and_left["Adding"], came_and_left["Removing"])
 
-    def test_leaves_while_it_is_opened(self):
-        """A suspended device is asked for its status when it is opened."""
+    def test_device_leaves_during_opening(self):
+        """The kernel asks a suspended device for its status when a program opens it."""
         with without_charging_driver():
             self.usb.add("1-1")
             self.usb.suspend("1-1")
@@ -83,8 +83,8 @@ class HotplugTest(KernelTest):
             result = self.run_program(*STAY_IN_RECOVERY, ECID, status=6)
             self.assertEqual(result.messages, [error(6, f"SetAutoBoot command failed ({LEFT})")])
 
-    def test_a_hub_leaves_with_eight_devices(self):
-        """While one of them hangs in a command. They come back when the hub does."""
+    def test_hub_leaves_with_eight_devices(self):
+        """One of them hangs in a command. All come back with the hub."""
         ecids = [f"{number:016X}" for number in range(1, 9)]
         waiting = self.wait_for_info()
         for number, ecid in enumerate(ecids, start=1):
@@ -103,7 +103,7 @@ class HotplugTest(KernelTest):
         expected = [(change, ecid) for ecid in ecids for change in ("Adding", "Removing", "Adding")]
         self.assertEqual(sorted(changes, key=lambda change: change[1]), expected)
 
-    def test_another_device_comes_under_the_same_numbers(self):
+    def test_another_device_gets_the_numbers(self):
         """The controller counts from the beginning when its driver is bound again."""
         numbers = []
         waiting = self.wait_for_info()

@@ -1,5 +1,5 @@
-"""How long the program takes, beside a plain libusb program. Only printed: time in an emulator that
-shares its processors says little by itself."""
+"""Compares the program's times with those of a plain libusb program. The times are only printed: in
+an emulator that shares its processors, absolute times mean little."""
 
 import statistics
 import time

@@ -1,4 +1,4 @@
-"""Who may open a device, by udev's rules. The Debian package brings the rule."""
+"""Permission to open a device: the udev rule of the Debian package."""
 
 import pathlib
 import subprocess
@@ -30,8 +30,8 @@ class PermissionTest(KernelTest):
         self.assertEqual(result.returncode, 0, result.stdout)
 
     def assert_permitted(self, *users):
-        """Of root, a member of the group and a stranger, `users` may send a command. All may ask
-        for the properties."""
+        """Of root, a member of the group and another user, only `users` may send a command. All may
+        read the properties."""
         self.usb.add("1-1")
         self.usb.wait_for("1-1")
         subprocess.run(["udevadm", "settle"], check=True)
@@ -47,7 +47,7 @@ class PermissionTest(KernelTest):
                 self.assertEqual(result.messages, [expected])
         self.usb.remove("1-1")
 
-    def test_the_package_brings_and_removes_the_rule(self):
+    def test_package_installs_and_removes_rule(self):
         self.assert_permitted(())
         self.dpkg("--install", str(PACKAGE))
         self.assert_permitted((), MEMBER)
@@ -56,8 +56,8 @@ class PermissionTest(KernelTest):
         self.assert_permitted(())
 
     def assert_waits_for_udev(self):
-        """For the rule that gives permission, and for the driver that it loads for the first device
-        that comes: the kernel then invalidates all handles of the device."""
+        """udev applies the rule that gives permission. For the first device it also loads a driver;
+        the kernel then invalidates all handles of the device."""
         SLOW_RULE.write_text(SLOW)
         subprocess.run(["udevadm", "control", "--reload"], check=True)
         subprocess.run(["modprobe", "--remove", "apple-mfi-fastcharge"], check=True)

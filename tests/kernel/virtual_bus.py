@@ -1,6 +1,6 @@
-"""Plugs virtual devices into the kernel that runs this: into vhci_hcd, its USB/IP host controller,
-which takes one end of a socket pair for a device. The messages on it are those of the kernel's
-Documentation/usb/usbip_protocol.rst."""
+"""Plugs virtual devices into the running kernel. Its USB/IP host controller, vhci_hcd, uses one end
+of a socket pair as a device. The kernel's Documentation/usb/usbip_protocol.rst describes the
+messages on the socket."""
 
 import errno
 import os
@@ -33,7 +33,7 @@ STATUS = {"stall": -errno.EPIPE, "garble": -errno.EPROTO}
 
 
 def wait_until(condition):
-    """For what the kernel announces to nobody."""
+    """Polls: the kernel doesn't report these changes."""
     deadline = time.monotonic() + PATIENCE
     while not condition():
         if time.monotonic() > deadline:
@@ -42,7 +42,7 @@ def wait_until(condition):
 
 
 def is_free(port) -> bool:
-    """The kernel has given up the device that was there before."""
+    """Whether the kernel has removed the previous device."""
     controller, line = divmod(port, 2 * PORTS)
     status = CONTROLLER / (f"status.{controller}" if controller else "status")
     return status.read_text().splitlines()[line + 1].split()[2] == NOTHING
@@ -63,14 +63,14 @@ class VirtualDevice(Device):
 
     def plug_in(self):
         hub, number = map(int, self.port.split("-"))
-        port = (hub - 1) * PORTS + number - 1  # each controller has a hub more, for SuperSpeed
+        port = (hub - 1) * PORTS + number - 1  # each controller has another hub, for SuperSpeed
         with self.kernels_end as end:
             wait_until(lambda: is_free(port))
             (CONTROLLER / "attach").write_text(f"{port} {end.fileno()} {number} {HIGH_SPEED}")
         threading.Thread(target=self._serve, daemon=True).start()
 
     def leave(self):
-        """The kernel finds the connection closed."""
+        """Closes the connection, which the kernel treats as a departure."""
         self.bus.by_port.pop(self.port, None)
         self.socket.shutdown(socket.SHUT_RDWR)
 
@@ -111,7 +111,7 @@ class VirtualDevice(Device):
         operation = self.hanging.pop(submitted, None)
         if operation:
             self.bus.saw(self, operation, "discarded")
-        status = -errno.ECONNRESET if operation else 0  # 0: the answer was on its way
+        status = -errno.ECONNRESET if operation else 0  # 0: the answer was sent already
         self._send(UNLINKED, number, UNLINKED_REST.pack(status))
 
     def _send(self, command, number, rest, data=b""):
@@ -127,14 +127,14 @@ class VirtualBus:
         self.by_port = {}
 
     def close(self):
-        """Returns when the kernel has taken all devices away."""
+        """Returns when the kernel has removed all devices."""
         for device in [*self.by_port.values()]:
             device.leave()
         wait_until(lambda: not [*SYSFS.glob("*-[1-9]*")])
 
     def add(self, port, kind="recovery", ecid=ECID, sysfs=True, faults=(), **changes):
-        """Plugs in one of DEVICES, with its `changes` and `faults`. `sysfs`: the kernel gets the
-        strings."""
+        """Plugs in one of DEVICES, with its `changes` and `faults`. `sysfs`: whether the kernel can
+        read the strings."""
         device = VirtualDevice(self, port, make_identity(kind, ecid, **changes), sysfs, faults)
         self.by_port[port] = device
         device.plug_in()
@@ -143,8 +143,8 @@ class VirtualBus:
         self.by_port[port].leave()
 
     def fault(self, port, operation, action, count=1):
-        """As Emulator.fault: stall, hang, garble, ok, each perhaps with -and-leave; also "slow
-        SECONDS"."""
+        """Like Emulator.fault, with stall, hang, garble and ok, optionally with -and-leave. Also
+        "slow SECONDS"."""
         self.by_port[port].faults.append([operation, action, count])
 
     def seen_by(self, port) -> list:
@@ -158,7 +158,7 @@ class VirtualBus:
         return pathlib.Path("/dev/bus/usb/{:03}/{:03}".format(*numbers))
 
     def attribute(self, port, name) -> str:
-        """Of the kernel's device; empty if there is none."""
+        """An attribute of the kernel's device; empty if there is none."""
         try:
             return (SYSFS / port / name).read_text().rstrip("\n")
         except OSError:

@@ -1,4 +1,4 @@
-"""Hosts on loopback addresses, each with an sshd and simulated devices of its own."""
+"""Hosts on loopback addresses, each with its own sshd and simulated devices."""
 
 import contextlib
 import ctypes
@@ -15,15 +15,15 @@ PR_SET_CHILD_SUBREAPER = 36
 
 
 def adopt() -> None:
-    """Before exec: all that the process starts stays below it, whatever dies in between; and it
-    doesn't outlive the test."""
+    """Runs in the child before exec. All descendants stay below this process, even if the processes
+    in between die. The process ends with the test."""
     prctl = ctypes.CDLL(None).prctl
     prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
     prctl(PR_SET_PDEATHSIG, signal.SIGKILL, 0, 0, 0)
 
 
 def descendants(pid) -> dict:
-    """Those that live, and their names."""
+    """The living descendants and their names."""
     processes = {}
     for number in sorted(int(path.name) for path in pathlib.Path("/proc").glob("[0-9]*")):
         try:
@@ -45,10 +45,10 @@ def send(pid, number) -> None:
 
 
 def cut_power(process) -> None:
-    """Nothing is left of the process and what it has started. One that has ended is left alone: its
-    number may be another's by now."""
+    """Kills the process and all its descendants. Ignores a process that has ended: another process
+    may have its number now."""
     if process.poll() is None:
-        send(process.pid, signal.SIGSTOP)  # else it might end, and lose those that it has adopted
+        send(process.pid, signal.SIGSTOP)  # otherwise it might end and lose its adopted children
         while below := descendants(process.pid):
             for pid in below:
                 send(pid, signal.SIGKILL)
@@ -57,7 +57,7 @@ def cut_power(process) -> None:
 
 
 class Lab:
-    """The desk's side of ssh, with a key of its own."""
+    """The desk's side of ssh, with its own key."""
 
     def __init__(self, directory):
         self.directory = directory
@@ -107,7 +107,7 @@ class Host:
         cut_power(self.sshd)
 
     def hang(self) -> None:
-        """The connections that it has stay open, and silent."""
+        """Stops the host's processes: open connections stay open and silent."""
         for pid, name in descendants(self.sshd.pid).items():
             if name == "sshd":
                 send(pid, signal.SIGSTOP)

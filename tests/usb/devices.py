@@ -1,5 +1,5 @@
-"""USB devices as both test machines plug them in: their descriptors, and their answers to control
-transfers (USB 2.0, chapter 9)."""
+"""The USB devices of both test machines: their descriptors, and their answers to control transfers
+(USB 2.0, chapter 9)."""
 
 import collections
 import struct
@@ -21,7 +21,7 @@ DEVICE_DESCRIPTOR = struct.Struct("<BBHBBBBHHHBBBB")
 DEVICE, CONFIGURATION, STRING = 1, 2, 3  # types of descriptors
 PRODUCT, SERIAL = 3, 4  # indexes of strings
 US_ENGLISH = 0x0409
-# One configuration, and its one interface, which is of DFU's class and has no more endpoints.
+# One configuration with one interface of the class DFU, without further endpoints.
 ONE_INTERFACE = bytes([9, 2, 18, 0, 1, 1, 0, 0xC0, 250, 9, 4, 0, 0, 0, 0, 0xFE, 1, 0, 0])
 
 
@@ -32,11 +32,11 @@ def make_identity(kind, ecid, **changes) -> Identity:
 
 
 class Device:
-    """A plugged device. One that comes back is another."""
+    """A plugged device. A device that comes back is a new object."""
 
     def __init__(self, port, identity):
         self.port = port
-        self.faults = []  # [beginning of an operation, what it meets, how many more times]
+        self.faults = []  # [beginning of an operation, its result, how many more times]
         self.strings = {PRODUCT: identity.name, SERIAL: identity.serial}
         serial = 0 if identity.serial is None else SERIAL
         numbers = (18, DEVICE, 0x200, 0, 0, 0, 64, identity.vendor, identity.product, 0)
@@ -44,7 +44,7 @@ class Device:
         self.descriptors = {DEVICE: descriptor, CONFIGURATION: ONE_INTERFACE}
 
     def take_fault(self, operation) -> str:
-        """What the operation ends in."""
+        """The result of the operation: a fault, or ok."""
         for fault in self.faults:
             if operation.startswith(fault[0]) and fault[2] != 0:
                 fault[2] -= 1
@@ -52,7 +52,7 @@ class Device:
         return "ok"
 
     def control(self, setup, sent) -> tuple:
-        """The operation that a control transfer asks for, what it ends in, and the answer."""
+        """The operation of a control transfer, its result, and the answer."""
         kind, request, value, index, length = SETUP.unpack(setup)
         high, low = value >> 8, value & 0xFF
         operation, answer = f"control {setup.hex()}", None

@@ -1,10 +1,10 @@
-"""Emulates USB devices for an unmodified program in another process, over umockdev: a /sys, a
-/dev/bus/usb and uevents, and the kernel's answers to usbfs ioctls. So a test goes through the real
-libusb.
+"""Emulates USB devices for an unmodified program in another process. umockdev emulates /sys,
+/dev/bus/usb, uevents, and the kernel's answers to usbfs ioctls. So a test uses the real libusb.
 
-Debian has umockdev for its own Python only, /usr/bin/python3. It is started by umockdev-wrapper:
-the uevents come from libudev, which has to see the emulated /sys. One program at a time: umockdev
-names the socket for uevents by its descriptor number, so a second one would take the first one's.
+Debian provides umockdev only for its own Python, /usr/bin/python3. umockdev-wrapper must start it,
+because the uevents come from libudev, which must see the emulated /sys. Only one program can run at
+a time: umockdev names the socket for uevents by its descriptor number, so a second program would
+replace the first one's socket.
 """
 
 import collections
@@ -35,9 +35,9 @@ URB_STATUS, URB_BUFFER, URB_ACTUAL_LENGTH = 4, 16, 28
 
 
 def resolve(data, offset, size) -> UMockdev.IoctlData:
-    """What the pointer at `offset` points to, fetched from the program's memory."""
+    """The data that the pointer at `offset` points to, read from the program's memory."""
     target = data.resolve(offset, size)
-    if target is None:  # as when the program has ended
+    if target is None:  # for example, the program has ended
         raise OSError(errno.EFAULT, "no such memory")
     return target
 
@@ -60,8 +60,8 @@ class EmulatedDevice(Device):
 
 @dataclasses.dataclass
 class Urb:
-    """A request to transfer that was submitted and not yet reaped. The reference to `data`, the
-    program's usbdevfs_urb, keeps its address in the program from being matched to another."""
+    """A transfer request that was submitted and not yet reaped. It keeps a reference to `data`, the
+    program's usbdevfs_urb, so that no other request gets the same address."""
 
     client: UMockdev.IoctlClient
     data: UMockdev.IoctlData
@@ -74,8 +74,8 @@ class Urb:
 
 
 class Emulator:
-    """The emulated machine. umockdev answers ioctls on a thread of its own, which also takes those
-    devices away that leave as they are spoken to: don't plug others in meanwhile."""
+    """The emulated machine. umockdev answers ioctls on its own thread. That thread also removes
+    devices that leave during a request: don't plug in others at that time."""
 
     def __init__(self):
         os.umask(0)  # other users may use the nodes and the sockets
@@ -88,23 +88,23 @@ class Emulator:
         self.handler.connect("handle-ioctl", self._on_ioctl)
         self.seen = []  # "PORT OPERATION -> RESULT": what the devices saw
         self.by_port = {}
-        self.by_node = {}  # also those that have left
+        self.by_node = {}  # includes devices that have left
         self.last_number = collections.Counter()  # of each bus
-        self.urbs = []  # those of ended programs stay
+        self.urbs = []  # requests of ended programs remain
 
         ldd = subprocess.run(["ldd", PROGRAM], capture_output=True, text=True, check=True)
-        # A sanitizer's runtime wants to be the first library of all.
+        # A sanitizer's runtime must be the first library.
         libraries = re.findall(r"=> (\S*/lib[at]san\.so\S*)", ldd.stdout)
         preload = " ".join([*libraries, "libumockdev-preload.so.0"])
         self.environment = os.environ | {"UMOCKDEV_DIR": str(self.root), "LD_PRELOAD": preload}
         self.environment.pop("MOBILEDEVICE_SCENARIO", None)
 
     def close(self):
-        del self.handler, self.testbed  # which removes what it made
+        del self.handler, self.testbed  # which removes the emulated files
 
     def add(self, port, kind="recovery", ecid=ECID, sysfs=True, **changes):
         """Plugs in one of DEVICES, with its `changes`. `port` is its name in sysfs: 1-1, 1-2.3.
-        `sysfs`: the strings are there, too."""
+        `sysfs`: whether sysfs contains its strings."""
         bus, *hubs = [port[: match.start()] for match in re.finditer("[-.]", port)]
         path = "/devices/pci0000:00/0000:00:14.0"
         for hub in (f"usb{bus}", *hubs):  # without them libusb finds no port numbers
@@ -127,10 +127,10 @@ class Emulator:
         self.testbed.remove_device(device.path)
 
     def fault(self, port, operation, action, count=1):
-        """The next `count` operations (-1: all) that begin so end in `action`: ok, stall, hang,
-        garble (a protocol error), each perhaps with -and-leave (the device is then unplugged); busy
-        or unconfigured for "claim"; "swap SERIAL" for "open": another device has taken its place
-        and no one was told."""
+        """Sets the result of the next `count` operations (-1: all) that begin with `operation`.
+        `action` is ok, stall, hang or garble (a protocol error), optionally with -and-leave (the
+        device is then unplugged). "claim" can also be busy or unconfigured. For "open", "swap
+        SERIAL" replaces the device without a uevent."""
         self.by_port[port].faults.append([operation, action, count])
 
     def node(self, port) -> pathlib.Path:
@@ -153,14 +153,14 @@ class Emulator:
     def _answer(self, device, client, argument) -> int:
         """0 or an errno value."""
         request = client.get_request() & 0xFF
-        # These are answered also when the device has left.
+        # These are answered even if the device has left.
         if request in (REAP, REAP_NOW):
             return self._reap(device, client, argument)
         if request == DISCARD:
             return self._discard(device, client, argument)
         if device.gone:
             return errno.ENODEV
-        if request == CAPABILITIES:  # libusb asks for them as it opens a device, and only then
+        if request == CAPABILITIES:  # libusb requests them only when it opens a device
             return self._open(device, argument)
         if request == CLAIM:
             return self._claim(device, argument)

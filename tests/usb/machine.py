@@ -1,4 +1,4 @@
-"""The program, run against USB devices of a test machine: emulated ones, or the kernel's."""
+"""Runs the program with the USB devices of a test machine: emulated, or virtual in a real kernel."""
 
 import pathlib
 import subprocess
@@ -14,7 +14,7 @@ STAY_IN_RECOVERY = ("--no-exit-recovery", *FOUND, "--ecid")
 
 class UsbTest(unittest.TestCase):
     maxDiff = None
-    make_machine = None  # of a subclass; what it returns has add, remove, fault, seen_by and close
+    make_machine = None  # set by subclasses; its result has add, remove, fault, seen_by and close
 
     def setUp(self):
         self.usb = self.make_machine()
@@ -35,7 +35,7 @@ class UsbTest(unittest.TestCase):
         return process
 
     def read_until(self, process, *texts) -> bool:
-        """Reads debug lines until each of the texts has stood in one of its own. False: the program
+        """Reads debug lines until each of the texts was in a separate line. False: the program
         ended before."""
         missing = list(texts)
         while missing and (line := process.stderr.readline().decode()):
@@ -52,7 +52,7 @@ class UsbTest(unittest.TestCase):
         return self.finish(self.start(*arguments, **options), status)
 
     def assert_listed(self, *ecids):
-        for seconds in (2, 8, 32):  # until all came in time
+        for seconds in (2, 8, 32):  # until all arrive in time
             line = ("--list-devices", "--detect-timeout", str(seconds))
             [(kind, value)] = self.run_program(*line).messages
             if len(value) >= len(ecids):

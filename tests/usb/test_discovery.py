@@ -1,4 +1,4 @@
-"""Which devices are found, and what is known of them without opening any."""
+"""Finding devices, and reading their properties without opening them."""
 
 import plistlib
 
@@ -25,16 +25,16 @@ class DiscoveryTest(UsbTest):
             self.usb.add(f"1-{port}", ("dfu", "recovery")[port % 2], ecid=ecid)
         self.assert_listed(*sorted([ECID, *ecids]))
 
-    def test_opens_nothing_and_ignores_strangers(self):
+    def test_ignores_other_devices(self):
         self.usb.add("1-1", "other")
-        self.usb.add("1-2", "other", vendor=0x05AC, serial="ECID:{}")  # a keyboard of Apple's
+        self.usb.add("1-2", "other", vendor=0x05AC, serial="ECID:{}")  # an Apple keyboard
         self.usb.add("1-3", product=0x1284)
         self.usb.add("1-4", "other", product=0x1281, serial="ECID:{}")
         self.usb.add("2-1", "dfu", ecid="00000000000000AA")
         self.assert_listed("00000000000000AA")
         self.assertEqual(self.usb.seen, [])
 
-    def test_tells_the_properties(self):
+    def test_prints_the_properties(self):
         other = "00000000000000AA"
         self.usb.add("2-1.3")
         self.usb.add("2-17.4.15.1.2.3.5", "dfu", ecid=other)
@@ -47,7 +47,7 @@ class DiscoveryTest(UsbTest):
         self.assertEqual(self.info(other), chip | usb | own)
         self.assertEqual(self.usb.seen, [])
 
-    def test_tells_the_mode_by_the_product(self):
+    def test_product_determines_the_mode(self):
         reason = "Device in state DFU not valid for exit-recovery"
         products = (0x1222, 0x1227, 0x1280, 0x1281, 0x1282, 0x1283)
         for port, product in enumerate(products, start=1):
@@ -58,9 +58,9 @@ class DiscoveryTest(UsbTest):
                 expected = error(5, reason) if dfu else ("CommandSuccess", True)
                 self.assertEqual(result.messages, [expected])
 
-    def test_asks_for_strings_that_sysfs_has_not(self):
-        """One that hangs then holds up nobody, and is reported too, as is each of two that call
-        themselves the same."""
+    def test_requests_strings_missing_in_sysfs(self):
+        """A device that hangs delays no other device, and is reported too. So are two devices with
+        the same ECID."""
         self.usb.add("1-1", sysfs=False, ecid="0000000000000011")
         self.usb.fault("1-1", "string", "hang", count=-1)
         self.usb.add("1-2", sysfs=False)

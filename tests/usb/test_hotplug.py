@@ -1,4 +1,4 @@
-"""Devices that come and go while the program waits."""
+"""Devices that arrive and leave while the program waits."""
 
 import re
 
@@ -8,7 +8,7 @@ from usb.emulator import Emulator
 from usb.machine import INFO, UsbTest
 
 PAIRS = 120
-# A socket holds ten uevents and umockdev gives up when it is full: so every third device stays
+# A socket has room for ten uevents, and umockdev fails if it is full. So every third device stays
 # until the program has seen it.
 PAIRS_UNSEEN = 3
 NEIGHBOUR = "0000000000000099"
@@ -17,12 +17,12 @@ NEIGHBOUR = "0000000000000099"
 class HotplugTest(UsbTest):
     make_machine = Emulator
 
-    def test_finds_a_device_that_comes_amid_many(self):
+    def test_finds_one_of_many_devices(self):
         self.usb.add("1-9", ecid=NEIGHBOUR)
         process = self.start("--debug", *INFO, ECID)
-        # libusb leaks a device that leaves while it starts, as the address sanitizer tells.
+        # libusb leaks a device that leaves while libusb starts; the address sanitizer reports that.
         self.assertTrue(self.read_until(process, f"Adding '{NEIGHBOUR}'"))
-        self.usb.add("1-8", "other", vendor=APPLE)  # those behind it are seen no less
+        self.usb.add("1-8", "other", vendor=APPLE)  # devices plugged in after it are still found
         for pair in range(1, PAIRS + 1):
             port = f"2-{pair % 4 + 1}"
             self.usb.add(port, ("recovery", "dfu")[pair % 2], ecid=f"{pair:016X}")

@@ -1,4 +1,4 @@
-"""The commands to a device in Recovery: what it gets to see, and what a person is told."""
+"""Commands to a device in Recovery: the requests that it receives, and the program's messages."""
 
 import os
 import pathlib
@@ -32,7 +32,7 @@ class RecoveryTest(UsbTest):
 
     def setUp(self):
         super().setUp()
-        # A neighbour that answers nothing any more: it is never asked, and so delays nobody.
+        # Another device that no longer answers: it is never asked, so it causes no delay.
         self.usb.add("1-9", ecid="0000000000000099")
         self.usb.fault("1-9", "", "hang", count=-1)
         self.usb.add("1-1")
@@ -56,7 +56,7 @@ class RecoveryTest(UsbTest):
         self.assert_succeeds(STAY_IN_RECOVERY)
         self.assert_seen(*OPENING, f"{SETENV_OFF} -> ok", "saveenv -> ok")
 
-    def test_leaves_recovery_and_is_found_again(self):
+    def test_device_returns_after_exit_recovery(self):
         for returns_as in ("recovery", "dfu"):
             self.assert_succeeds(EXIT_RECOVERY)
             self.assert_seen(*SAVING, *OPENING, "reboot -> ok")
@@ -64,20 +64,20 @@ class RecoveryTest(UsbTest):
         [(_, value)] = self.run_program(*INFO, ECID).messages
         self.assertEqual(value["ProductID"], 0x1227)
 
-    def test_holds_the_device_alone(self):
+    def test_claims_the_device(self):
         self.usb.fault("1-1", "claim", "busy")
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["busy"])
         self.assert_seen("open -> ok", "claim 0 -> busy")
         self.usb.fault("1-1", "claim", "unconfigured")
         self.assert_succeeds(STAY_IN_RECOVERY)
 
-    def test_leaves_another_device_in_its_place_alone(self):
+    def test_refuses_another_device_in_its_place(self):
         swap = "swap CPID:8020 ECID:0000000000000022"
         self.usb.fault("1-1", "open", swap)
         self.assert_refused(STAY_IN_RECOVERY, "SetAutoBoot", TEXTS["left"])
         self.assert_seen(f"open -> {swap}")
 
-    def test_asks_who_it_is_if_sysfs_does_not_know(self):
+    def test_requests_identity_missing_in_sysfs(self):
         self.usb.remove("1-1")
         self.usb.add("1-1", sysfs=False)
         self.assert_succeeds(STAY_IN_RECOVERY)
@@ -87,8 +87,8 @@ class RecoveryTest(UsbTest):
             *[f"{SETENV_OFF} -> ok", "saveenv -> ok"],
         )
 
-    def test_needs_permission_for_commands_alone(self):
-        """Nobody can see devices, but not open one whose node is root's."""
+    def test_only_commands_need_permission(self):
+        """The user nobody can list devices, but can't open one whose node belongs to root."""
         options = {}
         if os.geteuid() == 0:
             copy = shutil.copy(PROGRAM, self.directory / pathlib.Path(PROGRAM).name)
