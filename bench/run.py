@@ -42,7 +42,7 @@ def aim(text: str, met: bool) -> None:
 
 
 def measure_writing(build: Path) -> None:
-    """Prints the least CPU time of many short repetitions, in turn, some of which run undisturbed."""
+    """Prints the least CPU time of many short repetitions in turn: some run undisturbed."""
     title("Writing a RestoreStatus message")
     repetitions = 20
     times = {}

@@ -38,7 +38,7 @@ class RestorePlistTest(CasesTest):
     def test_cases(self):
         self.play_all("restore_plist.toml")
 
-    def test_identity_is_personalized_from_a_file_of_any_format(self):
+    def test_any_file_format_personalizes_identity(self):
         by_text, by_number = identity("Update"), identity("Erase", CHIP, BOARD)
         other = identity("Erase", CHIP + 1, BOARD)
         bundle, personalized = self.directory / "firmware.ipsw", self.directory / "two" / "deep"

@@ -12,7 +12,7 @@ namespace {
 
 static_assert(boost::asio::execution::is_executor<TY::non_async_executor>::value);
 
-TEST(NonAsyncExecutorDeathTest, EndsTheProcessThatUsesItAsynchronously) {
+TEST(NonAsyncExecutorDeathTest, AsynchronousUseEndsProcess) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_DEATH(TY::non_async_executor().execute([] {}), "asynchronously");
   EXPECT_DEATH(boost::asio::post(TY::non_async_executor(), [] {}), "asynchronously");

@@ -8,7 +8,7 @@ import unittest
 
 
 class Result(unittest.TextTestResult):
-    """A subtest is a check of its own."""
+    """Counts each subtest as a check."""
 
     checks = 0
 

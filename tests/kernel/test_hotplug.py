@@ -28,7 +28,7 @@ class HotplugTest(KernelTest):
         self.assertTrue(self.read_until(process, *[f"{change} '{ecid}'" for ecid in ecids]))
 
     def assert_found(self, process) -> list:
-        """Plugs in the device that the program waits for. Returns the other arrivals and departures."""
+        """Plugs in the device that the program waits for. Returns other arrivals, departures."""
         self.usb.add("1-15")
         result = self.finish(process)
         [(_, value)] = result.messages

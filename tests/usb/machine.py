@@ -1,4 +1,4 @@
-"""Runs the program with the USB devices of a test machine: emulated, or virtual in a real kernel."""
+"""Runs the program with the USB devices of a test machine, emulated or virtual."""
 
 import pathlib
 import subprocess
