@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -169,11 +170,21 @@ void XmlReader::other(const XML_Char* text, int length) {
   raw_event_.assign(text, static_cast<std::size_t>(length));
 }
 
+/// Expat's line number: since version 2.9 from the 64-bit call, which replaces the deprecated one.
+template <typename Parser>
+std::uint64_t line_number(Parser parser) {
+  if constexpr (requires { XML_GetCurrentLineNumber64(parser); }) {
+    return XML_GetCurrentLineNumber64(parser);
+  } else {
+    return XML_GetCurrentLineNumber(parser);
+  }
+}
+
 /// Counts line feeds. Expat also counts carriage returns that are alone.
 void XmlReader::fail(const std::string& why) const {
   std::size_t line = 1;
   std::size_t at = 0;
-  for (XML_Size ends = XML_GetCurrentLineNumber(parser_.get()); ends > 1; --ends) {
+  for (std::uint64_t ends = line_number(parser_.get()); ends > 1; --ends) {
     at = source_.find_first_of("\r\n", at);
     if (at == std::string_view::npos) break;
     if (source_.substr(at).starts_with("\r\n")) ++at;
