@@ -1,5 +1,5 @@
-"""Runs the tests in the guest and prints a line for each check. scripts/check-kernel searches for
-the last line."""
+"""Runs the tests and bench/kernel in the guest and prints a line for each check.
+scripts/check-kernel searches for the last line."""
 
 import os
 import sys
@@ -30,7 +30,9 @@ class Result(unittest.TextTestResult):
         print(f"  {time.monotonic() - self.started:.1f} s", flush=True)
 
 
-tests = unittest.defaultTestLoader.discover("kernel", top_level_dir=".")
+loader = unittest.defaultTestLoader
+tests = loader.discover("kernel", top_level_dir=".")
+tests.addTests(loader.discover("../bench/kernel", "latency.py", "../bench/kernel"))
 result = unittest.TextTestRunner(sys.stdout, verbosity=2, resultclass=Result).run(tests)
 if result.wasSuccessful():
     print(f"kernel: {result.checks} checks passed on Linux {os.uname().release}")
