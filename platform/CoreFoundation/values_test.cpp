@@ -1,7 +1,7 @@
 #include <cmath>
 
-#include "testing/table_test_support.h"
 #include "testing/value_test_support.h"
+#include "tests/support/table.h"
 
 namespace cf::test {
 namespace {

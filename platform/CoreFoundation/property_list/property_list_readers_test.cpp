@@ -1,8 +1,8 @@
 #include <sstream>
 
 #include "../testing/hostile_shapes_test_support.h"
-#include "../testing/table_test_support.h"
 #include "../testing/value_test_support.h"
+#include "tests/support/table.h"
 
 namespace cf::test {
 namespace {

@@ -3,7 +3,7 @@
 #include <map>
 #include <numeric>
 
-#include "table_test_support.h"
+#include "tests/support/table.h"
 
 namespace cf::test {
 namespace {

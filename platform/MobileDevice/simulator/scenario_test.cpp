@@ -2,14 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <fstream>
-#include <stdexcept>
 #include <string>
 
 #include "failure.h"
+#include "tests/support/table.h"
 #include "tests/support/temporary_directory.h"
-#include "text/format.h"
 
 using namespace MobileDevice;
 using namespace MobileDevice::simulator;
@@ -34,24 +31,13 @@ std::string comparable(const std::string& text) {
 
 }  // namespace
 
-/// The data has two lines per case: "scenario:" with the file's content and "complaint:".
 TEST(Scenario, ReportsMistakes) {
   const TemporaryDirectory directory;
-  std::ifstream cases(TEST_DATA_DIR "/refused.txt");
-  int line = 0;
-  const auto next = [&](const std::string& mark) {
-    std::string text;
-    ++line;
-    if (!std::getline(cases, text) || !text.starts_with(mark))
-      throw std::runtime_error(text::format("refused.txt:{}: expected \"{}\"", line, mark));
-    return text.substr(std::min(text.size(), mark.size() + 1));
-  };
-  do {
-    const std::string content = next("scenario:"), complaint = next("complaint:");
-    const std::string file = directory.write("lab.plist", content);
-    const std::string expected = file + ": " + complaint;
-    EXPECT_EQ(comparable(refusal(file)), comparable(expected)) << "refused.txt:" << line;
-  } while (cases.peek() != std::ifstream::traits_type::eof());
+  for (const Row& row : table("refused.txt", 2)) {
+    SCOPED_TRACE(row.place);
+    const std::string file = directory.write("lab.plist", row[0]);
+    EXPECT_EQ(comparable(refusal(file)), comparable(file + ": " + row[1]));
+  }
 }
 
 TEST(Scenario, ReportsUnreadableFiles) {

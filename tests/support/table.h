@@ -9,8 +9,6 @@
 #include <utility>
 #include <vector>
 
-namespace cf::test {
-
 inline std::vector<std::string> split(std::string_view text, std::string_view separator) {
   std::vector<std::string> parts;
   for (std::size_t at; (at = text.find(separator)) != std::string_view::npos;) {
@@ -72,5 +70,3 @@ inline std::string unescaped(std::string_view text, std::string_view tilde = "~"
   }
   return bytes;
 }
-
-}  // namespace cf::test
