@@ -8,10 +8,9 @@ import signal
 import subprocess
 import sys
 import termios
-import time
 
 from support.cases import TESTDATA, CasesTest
-from support.program import PATIENCE, PROGRAM
+from support.program import PATIENCE, PROGRAM, wait_until
 
 BENCH = pathlib.Path(__file__).parent.parent / "python/bin/korvrestore-bench"
 SCENARIO = TESTDATA / "bench.plist"
@@ -46,13 +45,6 @@ class BenchTest(CasesTest):
         tool.write_text(f"#!/usr/bin/env bash\n{script}\n")
         tool.chmod(0o700)
         return tool
-
-    def wait_until(self, happened):
-        deadline = time.monotonic() + PATIENCE
-        while not (result := happened()):
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.02)
-        return result
 
     def test_every_device_has_its_result(self):
         results = self.finish(self.start_bench(PRESENT, PRESENT.lower()), 0)
@@ -132,7 +124,7 @@ class BenchTest(CasesTest):
             bench = self.start_bench(ENDLESS, ODD, FAILING, "--at-once", "2", tool=tool)
             while "40 %" not in bench.stdout.readline():
                 self.assertIsNone(bench.poll())
-            self.wait_until((self.directory / "tool.deaf").exists)
+            wait_until((self.directory / "tool.deaf").exists)
             (self.directory / "tool.deaf").unlink()
             bench.send_signal(number)
             if number != signal.SIGKILL:
@@ -142,7 +134,7 @@ class BenchTest(CasesTest):
                 self.assertRegex(results[ENDLESS], "^FAILED at 40 % .*: interrupted$")
             bench.communicate(timeout=PATIENCE)
             # The folder is removed when the last tool has ended.
-            self.wait_until(lambda: os.listdir(self.scratch) == [])
+            wait_until(lambda: os.listdir(self.scratch) == [])
 
     def test_tools_that_fail(self):
         unreadable = "<?xml version='1.0'?><plist><date>20000-01-01T00:00:00Z</date></plist>"
@@ -187,9 +179,9 @@ class BenchTest(CasesTest):
         seen = self.directory / "seen"
         for _ in range(3):  # the second list was begun later, and the third after it was handled
             seen.unlink()
-            self.wait_until(seen.exists)
+            wait_until(seen.exists)
         attach()
-        self.wait_until(lambda: b"<string>0" not in seen.read_bytes())
+        wait_until(lambda: b"<string>0" not in seen.read_bytes())
         attach(PRESENT)
         wait_for(f"{PRESENT}  restored")
         bench.send_signal(signal.SIGINT)

@@ -7,11 +7,10 @@ import re
 import shutil
 import subprocess
 import sys
-import time
 import unittest
 
 from support.hosts import Host, Lab, adopt, cut_power
-from support.program import PATIENCE, PROGRAM, ProgramTest
+from support.program import PATIENCE, PROGRAM, ProgramTest, wait_until
 from support.scenario import THE_END, device, report
 
 FLEET = pathlib.Path(__file__).parent.parent / "python/bin/korvrestore-fleet"
@@ -69,12 +68,9 @@ class FleetTest(ProgramTest):
         return {ecid: (host, result) for ecid, host, result in rows}
 
     def wait_for(self, desk, happened):
-        """Waits until `happened` returns a true value, and returns it."""
-        deadline = time.monotonic() + PATIENCE
-        while not (result := happened()):
-            self.assertLess(time.monotonic(), deadline)
-            self.assertIsNone(desk.poll())
-            time.sleep(0.02)
+        """Waits until `happened` returns a true value, and returns it. The program must run on."""
+        result = wait_until(lambda: happened() or desk.poll() is not None)
+        self.assertIsNone(desk.poll())
         return result
 
     def wait_for_text(self, desk, text, name) -> None:

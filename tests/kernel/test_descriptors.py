@@ -5,9 +5,8 @@ import os
 import struct
 
 from kernel.kernel_test import KernelTest, without_charging_driver
-from support.program import error
 from support.scenario import ECID
-from usb.machine import EXIT_RECOVERY, INFO, STAY_IN_RECOVERY
+from usb.machine import BUSY, EXIT_RECOVERY, INFO, STAY_IN_RECOVERY
 
 CLAIM, RESET = 0x8004550F, 0x5514  # linux/usbdevice_fs.h
 LONG = "CPID:8020 ECID:00000000000000A1 SRNM:["
@@ -23,10 +22,6 @@ IGNORING = "Ignoring AMRestorableDevice with invalid ECID"
 
 
 class DescriptorsTest(KernelTest):
-    def info(self, ecid) -> dict:
-        [(_, value)] = self.run_program(*INFO, ecid).messages
-        return value
-
     def test_odd_serial_strings(self):
         serials = [*FOUND_SERIALS.values(), *IGNORED_SERIALS]
         for number, serial in enumerate(serials, start=1):
@@ -52,13 +47,11 @@ class DescriptorsTest(KernelTest):
         self.assertTrue(self.read_until(process, *found, IGNORING, IGNORING))
         self.usb.add("1-4")
         self.finish(process)
-        line = (*STAY_IN_RECOVERY, "00000000000000A4")
-        self.assertEqual(self.run_program(*line).messages, [("CommandSuccess", True)])
+        self.assert_succeeds(STAY_IN_RECOVERY, "00000000000000A4")
 
     def test_no_configuration(self):
         self.usb.add("1-1", faults=[["configure", "stall", -1]])
-        result = self.run_program(*STAY_IN_RECOVERY, ECID)
-        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assert_succeeds(STAY_IN_RECOVERY)
         self.assertEqual(self.usb.attribute("1-1", "bConfigurationValue"), "")
 
     def test_claimed_or_reset_device(self):
@@ -66,15 +59,11 @@ class DescriptorsTest(KernelTest):
         self.usb.wait_for("1-1")
         with open(self.usb.node("1-1"), "rb+", buffering=0) as node:
             fcntl.ioctl(node, CLAIM, struct.pack("I", 0))
-            result = self.run_program(*STAY_IN_RECOVERY, ECID, status=6)
-            text = "Another program holds the device; end that program and retry"
-            reason = f"SetAutoBoot command failed ({text})"
-            self.assertEqual(result.messages, [error(6, reason)])
+            self.assert_refused(BUSY)
         number = self.usb.attribute("1-1", "devnum")
         with open(self.usb.node("1-1"), "rb+", buffering=0) as node:
             fcntl.ioctl(node, RESET)  # the kernel enumerates it again, with the same numbers
-        result = self.run_program(*STAY_IN_RECOVERY, ECID)
-        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assert_succeeds(STAY_IN_RECOVERY)
         self.assertEqual(self.usb.attribute("1-1", "devnum"), number)
 
     def test_two_devices_with_one_ecid(self):
@@ -84,8 +73,7 @@ class DescriptorsTest(KernelTest):
         self.usb.wait_for("1-1")
         self.usb.wait_for("1-2")
         self.usb.seen.clear()
-        result = self.run_program(*STAY_IN_RECOVERY, ECID)
-        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assert_succeeds(STAY_IN_RECOVERY)
         ports = {line.split()[0] for line in self.usb.seen}
         self.assertEqual((len(ports), len(self.usb.seen)), (1, 2))
 
@@ -95,5 +83,4 @@ class DescriptorsTest(KernelTest):
             self.usb.suspend("1-1")
             self.assertEqual(self.info(ECID)["ECID"], ECID)
             self.assertEqual(self.usb.attribute("1-1", "power/runtime_status"), "suspended")
-            result = self.run_program(*EXIT_RECOVERY, ECID)
-            self.assertEqual(result.messages, [("CommandSuccess", True)])
+            self.assert_succeeds(EXIT_RECOVERY)

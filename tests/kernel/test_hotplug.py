@@ -5,16 +5,15 @@ import pathlib
 import re
 
 from kernel.kernel_test import KernelTest, without_charging_driver
-from kernel.virtual_bus import CONTROLLER, wait_until
-from support.program import error
+from kernel.virtual_bus import CONTROLLER
+from support.program import error, wait_until
 from support.scenario import ECID
-from usb.machine import EXIT_RECOVERY, INFO, STAY_IN_RECOVERY
+from usb.machine import INFO, LEFT, STAY_IN_RECOVERY
 
 HUBS = (1, 3, 5, 7, 9, 11, 13, 15)
 CYCLES = 13  # at each hub
 HUB_DRIVER = pathlib.Path("/sys/bus/usb/drivers/hub")
 CONTROLLER_DRIVER = pathlib.Path("/sys/bus/platform/drivers/vhci_hcd")
-LEFT = "The device has left; plug it in again and retry"
 
 
 class HotplugTest(KernelTest):
@@ -53,22 +52,11 @@ class HotplugTest(KernelTest):
         self.assertEqual(len(came), len(HUBS) * CYCLES)
         self.assertEqual(sorted(came), sorted(left))
 
-    def test_fourteen_at_once(self):
-        ecids = [f"{number:016X}" for number in range(1, 15)]
-        process = self.wait_for_info()
-        for number, ecid in enumerate(ecids, start=1):
-            self.usb.add(f"1-{number}", ("recovery", "dfu")[number % 2], ecid=ecid)
-        self.assert_reported(process, "Adding", ecids)
-        self.assert_found(process)
-        self.assert_listed(*ecids, ECID)
-
     def test_device_leaves_during_enumeration(self):
         process = self.wait_for_info()
-        for number, operation in enumerate(
-            ("descriptor:1", "descriptor:2", "string:4", "configure")
-        ):
+        for hub, operation in zip(HUBS, ("descriptor:1", "descriptor:2", "string:4", "configure")):
             fault = [operation, "stall-and-leave", 1]
-            self.usb.add(f"{2 * number + 1}-1", ecid="00000000000000AA", faults=[fault])
+            self.usb.add(f"{hub}-1", ecid="00000000000000AA", faults=[fault])
         wait_until(lambda: not self.usb.by_port)
         self.usb.close()
         came_and_left = collections.Counter(change for change, _ in self.assert_found(process))
@@ -80,12 +68,11 @@ class HotplugTest(KernelTest):
             self.usb.add("1-1")
             self.usb.suspend("1-1")
             self.usb.fault("1-1", "status", "stall-and-leave")
-            result = self.run_program(*STAY_IN_RECOVERY, ECID, status=6)
-            self.assertEqual(result.messages, [error(6, f"SetAutoBoot command failed ({LEFT})")])
+            self.assert_refused(LEFT)
 
-    def test_hub_leaves_with_eight_devices(self):
+    def test_hub_leaves_with_fourteen_devices(self):
         """One of them hangs in a command. All come back with the hub."""
-        ecids = [f"{number:016X}" for number in range(1, 9)]
+        ecids = [f"{number:016X}" for number in range(1, 15)]
         waiting = self.wait_for_info()
         for number, ecid in enumerate(ecids, start=1):
             self.usb.add(f"1-{number}", ecid=ecid)
@@ -100,6 +87,7 @@ class HotplugTest(KernelTest):
         (HUB_DRIVER / "bind").write_text("1-0:1.0")
         self.assert_reported(waiting, "Adding", ecids)
         changes = self.assert_found(waiting)
+        self.assert_listed(*ecids, ECID)
         expected = [(change, ecid) for ecid in ecids for change in ("Adding", "Removing", "Adding")]
         self.assertEqual(sorted(changes, key=lambda change: change[1]), expected)
 
@@ -120,13 +108,3 @@ class HotplugTest(KernelTest):
     def rebind_controller(self):
         (CONTROLLER_DRIVER / "unbind").write_text(CONTROLLER.name)
         (CONTROLLER_DRIVER / "bind").write_text(CONTROLLER.name)
-
-    def test_reboots_into_another_mode(self):
-        for returns_as, product in (("dfu", 0x1227), ("recovery", 0x1281)):
-            self.usb.add("1-1")
-            result = self.run_program(*EXIT_RECOVERY, ECID)
-            self.assertEqual(result.messages, [("CommandSuccess", True)])
-            self.usb.add("1-1", returns_as)
-            [(_, value)] = self.run_program(*INFO, ECID).messages
-            self.assertEqual(value["ProductID"], product)
-            self.usb.remove("1-1")

@@ -4,9 +4,8 @@ import pathlib
 import subprocess
 
 from kernel.kernel_test import KernelTest
-from support.program import error
 from support.scenario import ECID
-from usb.machine import INFO, STAY_IN_RECOVERY
+from usb.machine import NO_PERMISSION, STAY_IN_RECOVERY
 
 [PACKAGE] = pathlib.Path("/").glob("korvrestore_*.deb")
 CHARGING_DRIVER = pathlib.Path("/sys/bus/usb/drivers/apple-mfi-fastcharge")
@@ -17,10 +16,6 @@ SLOW = 'ACTION=="add", SUBSYSTEM=="usb", ENV{DEVTYPE}=="usb_device", PROGRAM="/u
 NOBODY = ("setpriv", "--reuid=65534", "--regid=65534")
 STRANGER = (*NOBODY, "--clear-groups")
 MEMBER = (*NOBODY, f"--groups={PLUGDEV}")
-ADVICE = (
-    "No permission to open the device; install the udev rule 70-korvrestore.rules and plug the "
-    "device in again"
-)
 
 
 class PermissionTest(KernelTest):
@@ -37,14 +32,11 @@ class PermissionTest(KernelTest):
         subprocess.run(["udevadm", "settle"], check=True)
         for user in ((), MEMBER, STRANGER):
             with self.subTest(f"{' '.join(user)} of {len(users)}"):
-                result = self.run_program(*INFO, ECID, prefix=user)
-                self.assertEqual(result.messages[0][0], "DeviceInfo")
-                expected = error(6, f"SetAutoBoot command failed ({ADVICE})")
+                self.info(ECID, prefix=user)
                 if user in users:
-                    expected = ("CommandSuccess", True)
-                status = 0 if user in users else 6
-                result = self.run_program(*STAY_IN_RECOVERY, ECID, prefix=user, status=status)
-                self.assertEqual(result.messages, [expected])
+                    self.assert_succeeds(STAY_IN_RECOVERY, prefix=user)
+                else:
+                    self.assert_refused(NO_PERMISSION, prefix=user)
         self.usb.remove("1-1")
 
     def test_package_installs_and_removes_rule(self):
@@ -63,8 +55,7 @@ class PermissionTest(KernelTest):
         subprocess.run(["modprobe", "--remove", "apple-mfi-fastcharge"], check=True)
         self.usb.add("1-1", faults=[["setenv", "slow 1.5", 1]])
         self.usb.wait_for("1-1")
-        result = self.run_program(*STAY_IN_RECOVERY, ECID, prefix=MEMBER)
-        self.assertEqual(result.messages, [("CommandSuccess", True)])
+        self.assert_succeeds(STAY_IN_RECOVERY, prefix=MEMBER)
         self.assertTrue(CHARGING_DRIVER.exists())
         SLOW_RULE.unlink()
         subprocess.run(["udevadm", "control", "--reload"], check=True)

@@ -10,7 +10,7 @@ import struct
 import threading
 import time
 
-from support.program import PATIENCE
+from support.program import wait_until
 from support.scenario import ECID
 from usb.devices import Device, make_identity
 
@@ -32,15 +32,6 @@ TO_HOST = 1
 STATUS = {"stall": -errno.EPIPE, "garble": -errno.EPROTO}
 
 
-def wait_until(condition):
-    """Polls: the kernel doesn't report these changes."""
-    deadline = time.monotonic() + PATIENCE
-    while not condition():
-        if time.monotonic() > deadline:
-            raise TimeoutError
-        time.sleep(0.01)
-
-
 def is_free(port) -> bool:
     """Whether the kernel has removed the previous device."""
     controller, line = divmod(port, 2 * PORTS)
@@ -53,9 +44,8 @@ class VirtualDevice(Device):
         super().__init__(port, identity)
         self.bus = bus
         self.faults = [list(fault) for fault in faults]
-        if (
-            not sysfs
-        ):  # the kernel reads the strings before it sets the configuration, and not after
+        # The kernel reads the strings before it sets the configuration, and not after.
+        if not sysfs:
             self.faults.insert(0, ["string", "stall", -1])
         self.sysfs = sysfs
         self.hanging = {}  # operations without an answer, by sequence number

@@ -9,6 +9,7 @@ import re
 import signal
 import subprocess
 import tempfile
+import time
 import unittest
 
 from support.messages import messages
@@ -37,6 +38,16 @@ SPEAKERS = CALLBACKS + (
     "waitForDevice",
     "operateOnRecoveryDevice",
 )
+
+
+def wait_until(happened):
+    """Polls until `happened` returns a true value, and returns it."""
+    deadline = time.monotonic() + PATIENCE
+    while not (result := happened()):
+        if time.monotonic() > deadline:
+            raise TimeoutError
+        time.sleep(0.01)
+    return result
 
 
 def error(code, reason) -> tuple:

@@ -5,11 +5,18 @@ import subprocess
 import tempfile
 import unittest
 
-from support.program import FOUND, PROGRAM, Result, collect
+from support.program import FOUND, PROGRAM, Result, collect, error
+from support.scenario import ECID
 
 INFO = ("--device-info", *FOUND, "--ecid")
 EXIT_RECOVERY = ("--exit-recovery", *FOUND, "--ecid")
 STAY_IN_RECOVERY = ("--no-exit-recovery", *FOUND, "--ecid")
+LEFT = "The device has left; plug it in again and retry"
+BUSY = "Another program holds the device; end that program and retry"
+NO_PERMISSION = (
+    "No permission to open the device; install the udev rule 70-korvrestore.rules and plug the "
+    "device in again"
+)
 
 
 class UsbTest(unittest.TestCase):
@@ -50,6 +57,19 @@ class UsbTest(unittest.TestCase):
 
     def run_program(self, *arguments, status=0, **options) -> Result:
         return self.finish(self.start(*arguments, **options), status)
+
+    def info(self, ecid, **options) -> dict:
+        [(kind, value)] = self.run_program(*INFO, ecid, **options).messages
+        self.assertEqual(kind, "DeviceInfo")
+        return value
+
+    def assert_succeeds(self, command, ecid=ECID, **options):
+        result = self.run_program(*command, ecid, **options)
+        self.assertEqual(result.messages, [("CommandSuccess", True)])
+
+    def assert_refused(self, text, ecid=ECID, **options):
+        result = self.run_program(*STAY_IN_RECOVERY, ecid, status=6, **options)
+        self.assertEqual(result.messages, [error(6, f"SetAutoBoot command failed ({text})")])
 
     def assert_listed(self, *ecids):
         for seconds in (2, 8, 32):  # until all arrive in time

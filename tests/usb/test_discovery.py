@@ -11,11 +11,6 @@ from usb.machine import EXIT_RECOVERY, INFO, UsbTest
 class DiscoveryTest(UsbTest):
     make_machine = Emulator
 
-    def info(self, ecid, **options) -> dict:
-        [(kind, value)] = self.run_program(*INFO, ecid, **options).messages
-        self.assertEqual(kind, "DeviceInfo")
-        return value
-
     def test_lists_none_one_and_twelve(self):
         self.assert_listed()
         self.usb.add("1-1")
@@ -66,9 +61,8 @@ class DiscoveryTest(UsbTest):
         self.usb.add("1-2", sysfs=False)
         self.assertEqual(self.info(ECID)["SerialNumber"], "F2LXXXXXXXXX")
         self.assertEqual(self.info(ECID)["ProductString"], "Apple Mobile Device (Recovery Mode)")
-        self.assertEqual(
-            self.usb.seen_by("1-2"), ["open -> ok", "string:4 -> ok", "string:3 -> ok"] * 2
-        )
+        asked = ["open -> ok", "string:4 -> ok", "string:3 -> ok"]
+        self.assertEqual(self.usb.seen_by("1-2"), asked * 2)
         self.usb.add("1-3", "dfu")
         process = self.start("--debug", *INFO, "00000000000000AA")
         adding = f"Adding '{ECID}'"
