@@ -3,8 +3,7 @@
 import random
 
 from support.cases import CasesTest
-from support.program import FOUND
-from support.scenario import ECID, device
+from support.scenario import device
 
 
 class CommandsTest(CasesTest):
@@ -27,13 +26,3 @@ class CommandsTest(CasesTest):
             if len(listed) >= len(expected):
                 break
         self.assertEqual((kind, listed), ("DeviceList", expected))
-
-    def test_returning_device_is_found(self):
-        """The target arrives and leaves many times among others, and finally stays."""
-        flapping = [{"After": 0.002 * i, "Type": i % 2} for i in range(1, 100)]
-        others = [device(f"{n:016X}", Notifications=flapping) for n in range(1, 11)]
-        stays = device(Notifications=[*flapping, {"After": 0.25, "Type": 0}])
-        for _ in range(5):
-            line = ("--device-info", "--ecid", ECID, *FOUND)
-            result = self.run_program(*line, devices=[*others, stays])
-            self.assertEqual([kind for kind, _ in result.messages], ["DeviceInfo"])

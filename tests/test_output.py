@@ -12,6 +12,7 @@ from support.scenario import ECID, THE_END, device, report
 LIST = ("--list-devices", "--detect-timeout", "0")
 RESTORE = ("--restore", "/any", "--ecid", ECID, *FOUND)
 ABORTED = -signal.SIGABRT
+CHANNELS = [(20_000, True, False), (1_000, False, False), (1_000, False, True)]
 
 
 def burst(count):
@@ -28,7 +29,6 @@ class SmallPipe:
         if hasattr(fcntl, "F_SETPIPE_SZ"):
             fcntl.fcntl(self.reader, fcntl.F_SETPIPE_SZ, 4096)
         os.set_blocking(self.writer, blocking)
-        self.option = ("--output-pipe", str(self.writer))
 
     def __enter__(self):
         return self
@@ -36,34 +36,26 @@ class SmallPipe:
     def __exit__(self, *_):
         os.close(self.reader)
 
-    def started(self) -> None:
-        """Closes the writing end: the program has its own copy."""
-        os.close(self.writer)
-
     def messages(self, chunk=1000):
         return messages(lambda: os.read(self.reader, chunk))
 
 
 class OutputTest(ProgramTest):
-    def start_to_pipe(self, pipe, *line, **options):
-        run = self.start(*line, *pipe.option, pass_fds=[pipe.writer], **options)
-        pipe.started()
+    def start_to_pipe(self, pipe, *line, as_stdout=False, **options):
+        if as_stdout:
+            run = self.start(*line, stdout=pipe.writer, **options)
+        else:
+            line += ("--output-pipe", str(pipe.writer))
+            run = self.start(*line, pass_fds=[pipe.writer], **options)
+        os.close(pipe.writer)  # the program has its own copy
         return run
 
-    def test_nonblocking_standard_output_loses_nothing(self):
-        """The descriptor is non-blocking if the reader's event loop shares it."""
-        with SmallPipe(blocking=False) as pipe:
-            run = self.start(*RESTORE, devices=burst(1000), stdout=pipe.writer)
-            pipe.started()
-            values = [value for _, value in pipe.messages(chunk=1500)]
-            run.finish(self)
-            self.assertEqual([value["Sequence"] for value in values[:-1]], list(range(1000)))
-
     def test_slow_reader_gets_every_message(self):
-        """The pipe has room for few messages and is read in small pieces."""
-        for count, blocking in ((20_000, True), (1_000, False)):
+        """The pipe has room for few messages and is read in small pieces. It doesn't block if the
+        reader's event loop shares the descriptor."""
+        for count, blocking, as_stdout in CHANNELS:
             with SmallPipe(blocking) as pipe:
-                run = self.start_to_pipe(pipe, *RESTORE, devices=burst(count))
+                run = self.start_to_pipe(pipe, *RESTORE, as_stdout=as_stdout, devices=burst(count))
                 values = [value for _, value in pipe.messages(chunk=1500)]
                 self.assertEqual(run.finish(self).messages, [])
                 self.assertEqual([value["Sequence"] for value in values[:-1]], list(range(count)))
@@ -99,15 +91,12 @@ class OutputTest(ProgramTest):
 
     def test_closed_pipe_aborts(self):
         """Only a closed --output-pipe ends the program."""
-        with SmallPipe() as pipe:
-            run = self.start_to_pipe(pipe, *RESTORE, devices=burst(1_000))
-            self.assertEqual(next(pipe.messages())[1]["Sequence"], 0)
-        self.assertIn("write: Broken pipe", run.finish(self, status=ABORTED).stderr)
-        with SmallPipe() as pipe:
-            run = self.start(*RESTORE, devices=burst(1_000), stdout=pipe.writer)
-            pipe.started()
-            self.assertEqual(next(pipe.messages())[1]["Sequence"], 0)
-        run.finish(self)
+        for as_stdout, status in ((False, ABORTED), (True, 0)):
+            with SmallPipe() as pipe:
+                run = self.start_to_pipe(pipe, *RESTORE, as_stdout=as_stdout, devices=burst(1_000))
+                self.assertEqual(next(pipe.messages())[1]["Sequence"], 0)
+            stderr = run.finish(self, status).stderr
+            self.assertEqual("write: Broken pipe" in stderr, not as_stdout)
 
     @unittest.skipUnless(os.path.exists("/dev/full"), "no device that is always full")
     def test_full_disk(self):

