@@ -68,7 +68,7 @@ class FleetTest(ProgramTest):
         return {ecid: (host, result) for ecid, host, result in rows}
 
     def wait_for(self, desk, happened):
-        """Waits until `happened` returns a true value, and returns it. The program must run on."""
+        """Returns the first true result of `happened`. The desk must keep running."""
         result = wait_until(lambda: happened() or desk.poll() is not None)
         self.assertIsNone(desk.poll())
         return result
