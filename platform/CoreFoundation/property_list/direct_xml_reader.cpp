@@ -232,10 +232,11 @@ void DirectXmlReader::append_reference() {
 
 void DirectXmlReader::push_value(std::size_t depth) {
   const Tag tag = take_start_tag();
-  if (tag.name == "array" || tag.name == "dict")
+  if (tag.name == "array" || tag.name == "dict") {
     push_container(tag, depth);
-  else
+  } else {
     values_.push(make_leaf(tag));
+  }
   if (!tag.is_empty) take_end_tag(tag.name);
 }
 
@@ -252,10 +253,11 @@ void DirectXmlReader::push_container(const Tag& tag, std::size_t depth) {
       push_value(depth + 1);
     }
   }
-  if (is_dictionary)
+  if (is_dictionary) {
     values_.fold_into_dictionary(first);
-  else
+  } else {
     values_.fold_into_array(first);
+  }
 }
 
 void DirectXmlReader::push_key() {
