@@ -36,6 +36,25 @@ inline Flags flags_of(const CFRuntimeBase& base) noexcept {
   return static_cast<Flags>(info_of(base).load(std::memory_order_relaxed));
 }
 
+/// As CFRetain, but not atomic: for an object that no other thread knows yet.
+inline CFTypeRef retain_private(CFTypeRef cf) noexcept {
+  const std::atomic_ref<std::uint64_t> info = info_of(*static_cast<const CFRuntimeBase*>(cf));
+  const std::uint64_t before = info.load(std::memory_order_relaxed);
+  if (before >= kOneReference) info.store(before + kOneReference, std::memory_order_relaxed);
+  return cf;
+}
+
+/// As CFRelease, but atomic only for the last reference: for an object that no other thread knows.
+inline void release_private(CFTypeRef cf) noexcept {
+  const std::atomic_ref<std::uint64_t> info = info_of(*static_cast<const CFRuntimeBase*>(cf));
+  const std::uint64_t before = info.load(std::memory_order_relaxed);
+  if (before < 2 * kOneReference) {
+    CFRelease(cf);
+  } else {
+    info.store(before - kOneReference, std::memory_order_relaxed);
+  }
+}
+
 /// Ends the process with one line on standard error.
 [[noreturn]] void fatal(const char* message) noexcept;
 

@@ -102,10 +102,12 @@ CFTypeID CFGetTypeID(CFTypeRef cf) {
 }
 
 Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2) {
-  if (cf1 == nullptr || cf2 == nullptr) cf::fatal("CFEqual() called with NULL");
+  const auto type_of = [](CFTypeRef cf) {
+    return type_in(checked_info(cf, "CFEqual() called with NULL").load(std::memory_order_relaxed));
+  };
+  const CFTypeID type_id = type_of(cf1);
+  if (type_id != type_of(cf2)) return false;
   if (cf1 == cf2) return true;
-  const CFTypeID type_id = CFGetTypeID(cf1);
-  if (type_id != CFGetTypeID(cf2)) return false;
   const CFRuntimeClass* const cls = class_of_type(type_id);
   return cls->equal != nullptr && cls->equal(cf1, cf2);
 }

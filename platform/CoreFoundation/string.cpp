@@ -32,13 +32,9 @@ std::uint64_t fold(std::uint64_t a, std::uint64_t b) noexcept {
 
 constexpr std::size_t kLongest = std::numeric_limits<std::uint32_t>::max();
 
-__CFString* create_string(CFAllocatorRef allocator, std::string_view text) noexcept {
-  if (text.size() > kLongest) return nullptr;
-  __CFString* const string = cf::create<__CFString>(allocator, cf::kString, text.size());
-  if (string == nullptr) return nullptr;
-  string->size = static_cast<std::uint32_t>(text.size());
-  string->length = static_cast<std::uint32_t>(cf::utf16_length(text));
-  if (!text.empty()) std::memcpy(string + 1, text.data(), text.size());
+__CFString* create_copy(CFAllocatorRef allocator, std::string_view text) noexcept {
+  __CFString* const string = cf::create_string(allocator, text.size(), cf::utf16_length(text));
+  if (string != nullptr) text.copy(string->text(), text.size());
   return string;
 }
 
@@ -93,11 +89,21 @@ std::string_view cf::utf8(CFStringRef string) noexcept {
 }
 
 cf::Owned<CFStringRef> cf::make_cfstring(std::string_view valid_utf8) noexcept {
-  return Owned<CFStringRef>(create_string(kCFAllocatorDefault, valid_utf8));
+  return Owned<CFStringRef>(create_copy(kCFAllocatorDefault, valid_utf8));
+}
+
+__CFString* cf::create_string(CFAllocatorRef allocator, std::size_t size,
+                              std::size_t length) noexcept {
+  if (size > kLongest) return nullptr;
+  __CFString* const string = create<__CFString>(allocator, kString, size);
+  if (string == nullptr) return nullptr;
+  string->size = static_cast<std::uint32_t>(size);
+  string->length = static_cast<std::uint32_t>(length);
+  return string;
 }
 
 CFStringRef cf::immortal_string(std::string_view valid_utf8) noexcept {
-  __CFString* const string = create_string(kCFAllocatorDefault, valid_utf8);
+  __CFString* const string = create_copy(kCFAllocatorDefault, valid_utf8);
   if (string != nullptr) string->base = immortal_base(kString);
   return string;
 }
@@ -133,7 +139,7 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CF
       text.starts_with(kByteOrderMark))
     text.remove_prefix(kByteOrderMark.size());
   if (!is_valid(text, encoding)) return nullptr;
-  const CFStringRef string = create_string(alloc, text);
+  const CFStringRef string = create_copy(alloc, text);
   if (string == nullptr && alloc != kCFAllocatorNull && text.size() <= kLongest)
     cf::fatal("no memory for a string");  // NULL would mean a text that isn't valid
   return string;

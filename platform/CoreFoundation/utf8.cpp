@@ -39,11 +39,23 @@ constexpr int utf16_rank(char byte) noexcept {
 }  // namespace
 
 std::size_t cf::ascii_prefix(std::string_view text) noexcept {
-  std::size_t at = 0;
-  for (std::uint64_t word; text.size() - at >= sizeof word; at += sizeof word) {
+  constexpr std::size_t kWord = sizeof(std::uint64_t);
+  const auto word_at = [text](std::size_t at) {
+    std::uint64_t word;
     std::memcpy(&word, text.data() + at, sizeof word);
-    if ((word & 0x8080808080808080) != 0) break;
+    return word;
+  };
+  constexpr std::uint64_t kHighBits = 0x8080808080808080;
+  std::size_t at = 0;
+  for (; text.size() - at >= 4 * kWord; at += 4 * kWord) {
+    const std::uint64_t words =
+        word_at(at) | word_at(at + kWord) | word_at(at + 2 * kWord) | word_at(at + 3 * kWord);
+    if ((words & kHighBits) != 0) break;
   }
+  while (text.size() - at >= kWord && (word_at(at) & kHighBits) == 0) at += kWord;
+  // The last word overlaps the one before.
+  if (at != 0 && text.size() - at < kWord && (word_at(text.size() - kWord) & kHighBits) == 0)
+    return text.size();
   while (at < text.size() && static_cast<unsigned char>(text[at]) < 0x80) ++at;
   return at;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "../string_object.h"
 #include "../utf8.h"
 #include "property_list.h"
 #include "utf16.h"
@@ -112,7 +113,7 @@ BinaryReader::BinaryReader(std::string_view bytes)
 
 BinaryReader::~BinaryReader() {
   for (const CFTypeRef leaf : leaves_)
-    if (leaf != nullptr) CFRelease(leaf);
+    if (leaf != nullptr) release_private(leaf);
 }
 
 Owned<CFTypeRef> BinaryReader::read() {
@@ -142,14 +143,19 @@ Owned<CFTypeRef> make_real(std::string_view bytes) {
 }
 
 Owned<CFTypeRef> make_utf16_string(std::string_view bytes) {
-  std::string text;
-  if (!append_utf8(text, bytes, ByteOrder::kBigEndian)) fail("Bad UTF-16 string");
-  return make_cfstring(text);
+  constexpr ByteOrder kOrder = ByteOrder::kBigEndian;
+  __CFString* const string =
+      create_string(kCFAllocatorDefault, utf8_size(bytes, kOrder), bytes.size() / 2);
+  Owned<CFTypeRef> result(string);
+  if (string != nullptr && !write_utf8(bytes, kOrder, string->text())) fail("Bad UTF-16 string");
+  return result;
 }
 
 Owned<CFTypeRef> make_ascii_string(std::string_view bytes) {
   if (ascii_prefix(bytes) != bytes.size()) fail("Bad ASCII string");
-  return make_cfstring(bytes);
+  __CFString* const string = create_string(kCFAllocatorDefault, bytes.size(), bytes.size());
+  if (string != nullptr) bytes.copy(string->text(), bytes.size());
+  return Owned<CFTypeRef>(string);
 }
 
 Owned<CFTypeRef> make_leaf(unsigned marker, Body& body) {
@@ -195,7 +201,7 @@ Owned<CFTypeRef> make_leaf(unsigned marker, Body& body) {
 void BinaryReader::push_object(std::uint64_t number, std::size_t depth) {
   if (number >= leaves_.size()) fail("Object number out of range");
   if (leaves_[number] != nullptr) {
-    values_.push(Owned<CFTypeRef>(CFRetain(leaves_[number])));
+    values_.push(Owned<CFTypeRef>(retain_private(leaves_[number])));
     return;
   }
   const std::uint64_t offset =
@@ -210,7 +216,7 @@ void BinaryReader::push_object(std::uint64_t number, std::size_t depth) {
     const std::size_t size = table_ - offset - body.size();
     if (size > leaf_bytes_left_) fail("Objects in the same place of binary property list");
     leaf_bytes_left_ -= size;
-    leaves_[number] = CFRetain(values_.top());
+    leaves_[number] = retain_private(values_.top());
   }
 }
 

@@ -59,8 +59,9 @@ Result read_text(std::string_view text, const char* encoding) {
 }
 
 Result read_utf16(std::string_view bytes, ByteOrder order) {
-  std::string text;
-  if (!append_utf8(text, bytes, order)) throw PropertyListError("Conversion of string failed.");
+  std::string text(utf8_size(bytes, order), '\0');
+  if (!write_utf8(bytes, order, text.data()))
+    throw PropertyListError("Conversion of string failed.");
   return read_text(text, "UTF-8");
 }
 

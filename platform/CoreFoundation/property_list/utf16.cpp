@@ -1,67 +1,100 @@
 #include "utf16.h"
 
-#include <algorithm>
 #include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 
 namespace cf {
 namespace {
 
+bool is_surrogate(char32_t unit) { return (unit & 0xF800) == 0xD800; }
+bool is_trail(char32_t unit) { return (unit & 0xFC00) == 0xDC00; }
+
+char continuation(char32_t bits) { return static_cast<char>(0x80 | (bits & 0x3F)); }
+
 /// Writes one character; returns where the next one goes, up to four bytes on.
-char* write_utf8(char* out, char32_t character) {
+inline char* write_character(char* out, char32_t character) {
   if (character < 0x80) {
-    *out++ = static_cast<char>(character);
-    return out;
+    out[0] = static_cast<char>(character);
+    return out + 1;
   }
   if (character < 0x800) {
-    *out++ = static_cast<char>(0xC0 | character >> 6);
-  } else {
-    if (character < 0x10000) {
-      *out++ = static_cast<char>(0xE0 | character >> 12);
-    } else {
-      *out++ = static_cast<char>(0xF0 | character >> 18);
-      *out++ = static_cast<char>(0x80 | (character >> 12 & 0x3F));
-    }
-    *out++ = static_cast<char>(0x80 | (character >> 6 & 0x3F));
+    out[0] = static_cast<char>(0xC0 | character >> 6);
+    out[1] = continuation(character);
+    return out + 2;
   }
-  *out++ = static_cast<char>(0x80 | (character & 0x3F));
-  return out;
+  if (character < 0x10000) {
+    out[0] = static_cast<char>(0xE0 | character >> 12);
+    out[1] = continuation(character >> 6);
+    out[2] = continuation(character);
+    return out + 3;
+  }
+  out[0] = static_cast<char>(0xF0 | character >> 18);
+  out[1] = continuation(character >> 12);
+  out[2] = continuation(character >> 6);
+  out[3] = continuation(character);
+  return out + 4;
+}
+
+template <ByteOrder kOrder>
+std::uint16_t unit_at(const char* bytes) {
+  constexpr ByteOrder kNative =
+      std::endian::native == std::endian::big ? ByteOrder::kBigEndian : ByteOrder::kLittleEndian;
+  std::uint16_t unit;
+  std::memcpy(&unit, bytes, sizeof unit);
+  return kOrder == kNative ? unit : static_cast<std::uint16_t>(unit << 8 | unit >> 8);
+}
+
+template <ByteOrder kOrder>
+std::size_t size_in_utf8(std::string_view utf16) {
+  constexpr std::size_t kBlock = 64;  // a fixed size lets the compiler use vectors
+  const auto size_of = [](const char* bytes) {
+    const std::uint16_t unit = unit_at<kOrder>(bytes);
+    return static_cast<std::uint16_t>(1 + (unit >= 0x80) + (unit >= 0x800) - is_surrogate(unit));
+  };
+  std::size_t size = 0;
+  for (; utf16.size() >= kBlock; utf16.remove_prefix(kBlock)) {
+    std::uint16_t of_block = 0;
+    for (std::size_t i = 0; i < kBlock; i += 2)
+      of_block = static_cast<std::uint16_t>(of_block + size_of(utf16.data() + i));
+    size += of_block;
+  }
+  for (; utf16.size() >= 2; utf16.remove_prefix(2)) size += size_of(utf16.data());
+  return size;
+}
+
+template <ByteOrder kOrder>
+bool convert(std::string_view utf16, char* out) {
+  for (; utf16.size() >= 2; utf16.remove_prefix(2)) {
+    char32_t character = unit_at<kOrder>(utf16.data());
+    if (is_surrogate(character)) {
+      if (is_trail(character) || utf16.size() < 4) return false;
+      utf16.remove_prefix(2);
+      const char32_t trail = unit_at<kOrder>(utf16.data());
+      if (!is_trail(trail)) return false;
+      character = 0x10000 + ((character - 0xD800) << 10) + (trail - 0xDC00);
+    }
+    out = write_character(out, character);
+  }
+  return utf16.empty();
 }
 
 }  // namespace
 
 void append_utf8(std::string& text, char32_t character) {
   std::array<char, 4> buffer;
-  text.append(buffer.data(), write_utf8(buffer.data(), character));
+  text.append(buffer.data(), write_character(buffer.data(), character));
 }
 
-bool append_utf8(std::string& text, std::string_view bytes, ByteOrder order) {
-  if (bytes.size() % 2 != 0) return false;
-  constexpr std::size_t kUnits = 1024;  // at a time
-  // Three bytes for a unit, and one more where a pair began before.
-  std::array<char, 3 * kUnits + 1> buffer;
-  const std::size_t high = order == ByteOrder::kBigEndian ? 0 : 1;
-  char32_t lead = 0;
-  while (!bytes.empty()) {
-    const std::string_view part = bytes.substr(0, 2 * kUnits);
-    bytes.remove_prefix(part.size());
-    char* out = buffer.data();
-    for (std::size_t i = 0; i < part.size(); i += 2) {
-      const char32_t unit = static_cast<char32_t>(static_cast<unsigned char>(part[i + high]) << 8 |
-                                                  static_cast<unsigned char>(part[i + 1 - high]));
-      const bool is_trail = unit >= 0xDC00 && unit < 0xE000;
-      if (is_trail != (lead != 0)) return false;
-      if (is_trail) {
-        out = write_utf8(out, 0x10000 + ((lead - 0xD800) << 10) + (unit - 0xDC00));
-        lead = 0;
-      } else if (unit >= 0xD800 && unit < 0xDC00) {
-        lead = unit;
-      } else {
-        out = write_utf8(out, unit);
-      }
-    }
-    text.append(buffer.data(), out);
-  }
-  return lead == 0;
+std::size_t utf8_size(std::string_view utf16, ByteOrder order) {
+  return order == ByteOrder::kBigEndian ? size_in_utf8<ByteOrder::kBigEndian>(utf16)
+                                        : size_in_utf8<ByteOrder::kLittleEndian>(utf16);
+}
+
+bool write_utf8(std::string_view utf16, ByteOrder order, char* out) {
+  return order == ByteOrder::kBigEndian ? convert<ByteOrder::kBigEndian>(utf16, out)
+                                        : convert<ByteOrder::kLittleEndian>(utf16, out);
 }
 
 }  // namespace cf
