@@ -2,6 +2,7 @@
 
 #include "../testing/hostile_shapes_test_support.h"
 #include "../testing/value_test_support.h"
+#include "property_list.h"
 #include "tests/support/table.h"
 
 namespace cf::test {
@@ -35,6 +36,16 @@ TEST(Readers, MatchExpectedResults) {
         if (row[0].find('~') == std::string::npos) break;
       }
     }
+  }
+}
+
+TEST(XmlReader, ReadsSmallPieces) {
+  for (const Row& row : table("read/xml.txt", 2)) {
+    const std::string xml = unescaped(row[0], " ");
+    if (!xml.starts_with('<') || row[1].starts_with("error")) continue;
+    SCOPED_TRACE(row.place);
+    for (const std::size_t piece : {1, 5})
+      EXPECT_EQ(outcome({read_xml_with_expat(xml, nullptr, piece), ""}), unescaped(row[1], " "));
   }
 }
 

@@ -1,9 +1,6 @@
-#include <CoreFoundation/CFDate.h>
-#include <CoreFoundation/CFNumber.h>
 #include <expat.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -12,51 +9,12 @@
 #include <vector>
 
 #include "base64.h"
-#include "date_text.h"
-#include "number_parse.h"
 #include "property_list.h"
-#include "recent_keys.h"
 #include "value_stack.h"
+#include "xml_elements.h"
 
 namespace cf {
 namespace {
-
-enum class Element {
-  kPlist,
-  kDict,
-  kArray,
-  kKey,
-  kString,
-  kInteger,
-  kReal,
-  kDate,
-  kData,
-  kTrue,
-  kFalse
-};
-
-struct ElementName {
-  std::string_view name;
-  Element element;
-};
-
-constexpr std::array<ElementName, 11> kElements = {{{"key", Element::kKey},
-                                                    {"string", Element::kString},
-                                                    {"integer", Element::kInteger},
-                                                    {"true", Element::kTrue},
-                                                    {"false", Element::kFalse},
-                                                    {"dict", Element::kDict},
-                                                    {"array", Element::kArray},
-                                                    {"data", Element::kData},
-                                                    {"real", Element::kReal},
-                                                    {"date", Element::kDate},
-                                                    {"plist", Element::kPlist}}};
-
-std::optional<Element> element_named(std::string_view name) {
-  const auto found = std::find_if(kElements.begin(), kElements.end(),
-                                  [name](const ElementName& entry) { return entry.name == name; });
-  return found == kElements.end() ? std::nullopt : std::optional(found->element);
-}
 
 constexpr const char* kBadBase64 = "Bad base64 text in <data>";
 
@@ -100,12 +58,10 @@ class XmlReader {
   void skip_entity(const XML_Char* name, int is_parameter_entity);
   void other(const XML_Char* text, int length);
 
-  /// The source text of the current event.
-  const std::string& raw_event();
+  /// The source text of the current event; valid until the event has been handled.
+  std::string_view raw_event();
   void check_place(Element element) const;
   void refuse_inside_leaf() const;
-  /// NULL if the text isn't a value of that element.
-  Owned<CFTypeRef> make_leaf(Element element);
   [[noreturn]] void fail(const std::string& why) const;
 
   struct ParserDeleter {
@@ -122,7 +78,7 @@ class XmlReader {
   std::optional<Element> leaf_;
   std::string text_;  // of the open leaf, unless that is <data>
   Base64Decoder data_;
-  std::string raw_event_;
+  std::string_view raw_event_;
   RecentKeys keys_;
 };
 
@@ -160,14 +116,14 @@ Owned<CFTypeRef> XmlReader::read(std::size_t least_piece) {
   return values_.pop();
 }
 
-const std::string& XmlReader::raw_event() {
-  raw_event_.clear();
+std::string_view XmlReader::raw_event() {
+  raw_event_ = {};
   XML_DefaultCurrent(parser_.get());
   return raw_event_;
 }
 
 void XmlReader::other(const XML_Char* text, int length) {
-  raw_event_.assign(text, static_cast<std::size_t>(length));
+  raw_event_ = {text, static_cast<std::size_t>(length)};
 }
 
 /// Expat's line number: since version 2.9 from the 64-bit call, which replaces the deprecated one.
@@ -224,7 +180,12 @@ void XmlReader::end(const XML_Char* name) {
   if (leaf_) {
     // As the real library does, though it reads <data></data>.
     if (leaf_ == Element::kData && raw_event().empty()) fail("<data/> without data");
-    Owned<CFTypeRef> value = make_leaf(*leaf_);
+    Owned<CFTypeRef> value;
+    if (leaf_ != Element::kData) {
+      value = make_leaf(*leaf_, text_, keys_);
+    } else if (data_.finish()) {
+      value = data_.bytes.finish();
+    }
     if (value == nullptr) fail("Could not interpret <" + std::string(name) + ">");
     values_.push(std::move(value));
     leaf_.reset();
@@ -238,32 +199,6 @@ void XmlReader::end(const XML_Char* name) {
       values_.fold_into_dictionary(container.first);
     }
     containers_.pop_back();
-  }
-}
-
-Owned<CFTypeRef> XmlReader::make_leaf(Element element) {
-  switch (element) {
-    case Element::kKey:
-      return keys_.make(text_);
-    case Element::kString:
-      return make_cfstring(text_);
-    case Element::kInteger:
-      return parse_integer(text_);
-    case Element::kReal:
-      return parse_real(text_);
-    case Element::kDate: {
-      const std::optional<CFAbsoluteTime> time = parse_date(text_);
-      return Owned<CFTypeRef>(time ? CFDateCreate(kCFAllocatorDefault, *time) : nullptr);
-    }
-    case Element::kData:
-      if (!data_.finish()) return nullptr;
-      return data_.bytes.finish();
-    case Element::kTrue:
-    case Element::kFalse:
-      if (!text_.empty()) return nullptr;
-      return Owned<CFTypeRef>(element == Element::kTrue ? kCFBooleanTrue : kCFBooleanFalse);
-    default:
-      return nullptr;
   }
 }
 
