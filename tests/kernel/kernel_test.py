@@ -7,7 +7,8 @@ import re
 import subprocess
 
 from kernel.virtual_bus import VirtualBus
-from usb.machine import UsbTest
+from support.scenario import ECID
+from usb.machine import INFO, UsbTest
 
 BLACKLIST = pathlib.Path("/etc/modprobe.d/test.conf")
 WARNING = 4  # the level of a line in the kernel's log; more important ones have lower numbers
@@ -39,6 +40,12 @@ class KernelTest(UsbTest):
         self.addCleanup(os.close, log)
         os.lseek(log, 0, os.SEEK_END)
         self.addCleanup(self.check_log, log)
+
+    def start_waiting(self):
+        """Starts the program, which waits for the device ECID."""
+        process = self.start("--debug", *INFO, ECID)
+        self.assertTrue(self.read_until(process, "Waiting for device"))
+        return process
 
     def check_log(self, log):
         self.usb.close()  # the departures must be in the log, too

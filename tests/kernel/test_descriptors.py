@@ -6,7 +6,7 @@ import struct
 
 from kernel.kernel_test import KernelTest, without_charging_driver
 from support.scenario import ECID
-from usb.machine import BUSY, EXIT_RECOVERY, INFO, STAY_IN_RECOVERY
+from usb.machine import BUSY, INFO, LEFT, PLACES, STAY_IN_RECOVERY
 
 CLAIM, RESET = 0x8004550F, 0x5514  # linux/usbdevice_fs.h
 LONG = "CPID:8020 ECID:00000000000000A1 SRNM:["
@@ -24,8 +24,8 @@ IGNORING = "Ignoring AMRestorableDevice with invalid ECID"
 class DescriptorsTest(KernelTest):
     def test_odd_serial_strings(self):
         serials = [*FOUND_SERIALS.values(), *IGNORED_SERIALS]
-        for number, serial in enumerate(serials, start=1):
-            self.usb.add(f"1-{number}", serial=serial)
+        for port, serial in zip(PLACES, serials):
+            self.usb.add(port, serial=serial)
         process = self.start("--debug", *INFO, "00000000000000FF")
         adding = [f"Adding '{ecid}'" for ecid in FOUND_SERIALS]
         self.assertTrue(self.read_until(process, *adding, *[IGNORING] * len(IGNORED_SERIALS)))
@@ -38,11 +38,11 @@ class DescriptorsTest(KernelTest):
     def test_slow_or_failing_string_requests(self):
         """The kernel waits five seconds for a string, the program two."""
         slow = ["string:4", "slow 4", 1]
+        process = self.start_waiting()
         self.usb.add("1-1", ecid="00000000000000A1", faults=[["string", "stall", -1]])
-        self.usb.add("1-2", ecid="00000000000000A2", sysfs=False, faults=[slow])
+        self.usb.add("5-1", ecid="00000000000000A2", sysfs=False, faults=[slow])
         self.usb.add("3-1", ecid="00000000000000A3", faults=[slow])
-        self.usb.add("1-3", ecid="00000000000000A4", sysfs=False)
-        process = self.start("--debug", *INFO, ECID)
+        self.usb.add("7-1", ecid="00000000000000A4", sysfs=False)
         found = ("Adding '00000000000000A3'", "Adding '00000000000000A4'")
         self.assertTrue(self.read_until(process, *found, IGNORING, IGNORING))
         self.usb.add("1-4")
@@ -69,9 +69,9 @@ class DescriptorsTest(KernelTest):
     def test_two_devices_with_one_ecid(self):
         """One of them gets all commands."""
         self.usb.add("1-1")
-        self.usb.add("1-2")
+        self.usb.add("3-1")
         self.usb.wait_for("1-1")
-        self.usb.wait_for("1-2")
+        self.usb.wait_for("3-1")
         self.usb.seen.clear()
         self.assert_succeeds(STAY_IN_RECOVERY)
         ports = {line.split()[0] for line in self.usb.seen}
@@ -83,4 +83,8 @@ class DescriptorsTest(KernelTest):
             self.usb.suspend("1-1")
             self.assertEqual(self.info(ECID)["ECID"], ECID)
             self.assertEqual(self.usb.attribute("1-1", "power/runtime_status"), "suspended")
-            self.assert_succeeds(EXIT_RECOVERY)
+            self.assert_succeeds(STAY_IN_RECOVERY)
+            self.usb.suspend("1-1")
+            # The kernel asks a suspended device for its status when a program opens it.
+            self.usb.fault("1-1", "status", "stall-and-leave")
+            self.assert_refused(LEFT)

@@ -5,4 +5,4 @@ from usb.cases import RecoveryCases
 
 
 class RecoveryTest(RecoveryCases, KernelTest):
-    pass
+    parallel = True

@@ -48,6 +48,7 @@ class VirtualDevice(Device):
         if not sysfs:
             self.faults.insert(0, ["string", "stall", -1])
         self.sysfs = sysfs
+        self.left = False
         self.hanging = {}  # operations without an answer, by sequence number
         self.socket, self.kernels_end = socket.socketpair()
 
@@ -61,13 +62,14 @@ class VirtualDevice(Device):
 
     def leave(self):
         """Closes the connection, which the kernel treats as a departure."""
+        self.left = True
         self.bus.by_port.pop(self.port, None)
         self.socket.shutdown(socket.SHUT_RDWR)
 
     def _serve(self):
         with self.socket, self.socket.makefile("rb") as messages:
             try:
-                while header := messages.read(MESSAGE.size):
+                while not self.left and (header := messages.read(MESSAGE.size)):
                     command, number, _, direction, _, rest = MESSAGE.unpack(header)
                     if command == SUBMIT:
                         _, length, *_, setup = SUBMIT_REST.unpack(rest)

@@ -5,30 +5,34 @@ import shlex
 import tomllib
 
 from support.program import FOUND, error
-from support.scenario import ECID
+from usb.machine import PLACES
 
 CASES = pathlib.Path(__file__).parent.parent / "testdata" / "usb.toml"
 COMMANDS = ("setenv", "saveenv", "reboot")
 
 
 class RecoveryCases:
-    def test_cases(self):
-        for case in tomllib.loads(CASES.read_text())["case"]:
-            with self.subTest(case.pop("why")):
-                self.usb.add("1-1")
-                try:
-                    self.play(**case)
-                finally:
-                    if "1-1" in self.usb.by_port:  # it hasn't left by itself
-                        self.usb.remove("1-1")
-                    self.usb.seen.clear()
+    parallel = False  # whether the machine can run several programs
 
-    def play(self, seen, options="--exit-recovery", fault=(), refused=""):
+    def test_cases(self):
+        cases = tomllib.loads(CASES.read_text())["case"]
+        runs = [self.run_case(*place, **case) for place, case in zip(PLACES.items(), cases)]
+        if self.parallel:
+            for run in runs:
+                next(run)
+        for run in runs:
+            list(run)
+
+    def run_case(self, port, ecid, why, seen, options="--exit-recovery", fault=(), refused=""):
+        """Yields when the program has started."""
+        self.usb.add(port, ecid=ecid)
         if fault:
-            self.usb.fault("1-1", *fault)
-        expected = error(6, refused) if refused else ("CommandSuccess", True)
-        line = (*shlex.split(options), *FOUND, "--ecid", ECID)
-        result = self.run_program(*line, status=6 if refused else 0)
-        self.assertEqual(result.messages, [expected])
-        commands = [line for line in self.usb.seen_by("1-1") if line.startswith(COMMANDS)]
-        self.assertEqual(commands, seen)
+            self.usb.fault(port, *fault)
+        process = self.start(*shlex.split(options), *FOUND, "--ecid", ecid)
+        yield
+        with self.subTest(why):
+            result = self.finish(process, 6 if refused else 0)
+            expected = error(6, refused) if refused else ("CommandSuccess", True)
+            self.assertEqual(result.messages, [expected])
+            commands = [line for line in self.usb.seen_by(port) if line.startswith(COMMANDS)]
+            self.assertEqual(commands, seen)

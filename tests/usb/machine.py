@@ -18,6 +18,10 @@ NO_PERMISSION = (
     "device in again"
 )
 
+HUBS = (1, 3, 5, 7, 9, 11, 13, 15)
+# Ports, in turn at each hub, and ECIDs. The kernel enumerates different hubs in parallel.
+PLACES = {f"{hub}-{number}": f"{number:08X}{hub:08X}" for number in range(1, 16) for hub in HUBS}
+
 
 class UsbTest(unittest.TestCase):
     maxDiff = None
