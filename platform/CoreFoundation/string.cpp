@@ -1,9 +1,9 @@
 #include <CoreFoundation/CFString.h>
+#include <sys/random.h>
 
 #include <atomic>
 #include <cstring>
 #include <limits>
-#include <random>
 
 #include "string_object.h"
 #include "utf8.h"
@@ -17,10 +17,11 @@ struct Seed {
   std::uint64_t factor;
 };
 
-Seed random_seed() {
-  std::random_device device;
-  const auto word = [&device] { return std::uint64_t{device()} << 32 | device(); };
-  return {word(), word() | 1};
+Seed random_seed() noexcept {
+  Seed seed;
+  if (getrandom(&seed, sizeof seed, 0) != sizeof seed) cf::fatal("no random numbers");
+  seed.factor |= 1;
+  return seed;
 }
 
 /// The exclusive or of the product's two halves.
