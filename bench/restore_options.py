@@ -38,18 +38,25 @@ def image(index: int, random_source: random.Random) -> dict:
     }
 
 
-def restore_options(count: int) -> dict:
-    """Options with `count` images; always the same ones."""
+def restore_options(images: int, paths: int) -> dict:
+    """Options with so many images and additional paths; always the same ones."""
     random_source = random.Random(0)
-    images = {f"Image{index:07d}": image(index, random_source) for index in range(count)}
-    return OPTIONS | {"Images": images}
+    table = {f"Image{index:07d}": image(index, random_source) for index in range(images)}
+    additional = {f"Path{index:02d}": f"/srv/firmware/part-{index:02d}" for index in range(paths)}
+    return OPTIONS | additional | ({"Images": table} if images else {})
 
 
 def restore_options_file(size: int, plist_format: plistlib.PlistFormat) -> bytes:
-    """A file within a hundredth of `size` bytes."""
-    sample = 10_000  # large enough that references have the same width as in the whole file
-    per_image = len(plistlib.dumps(restore_options(sample), fmt=plist_format)) / sample
-    content = plistlib.dumps(restore_options(round(size / per_image)), fmt=plist_format)
-    if abs(len(content) - size) > size / 100:
-        raise ValueError(f"the file has {len(content)} bytes instead of {size}")
-    return content
+    """A file within 100 bytes or a hundredth of `size` bytes, which must be at least 700."""
+    sample = plistlib.dumps(restore_options(1000, 0), fmt=plist_format)
+    size_of_image = len(sample) // 1000
+    images = paths = 0
+    while True:
+        content = plistlib.dumps(restore_options(images, paths), fmt=plist_format)
+        missing = size - len(content)
+        if abs(missing) <= max(100, size // 100):
+            return content
+        if 0 < missing < size_of_image:
+            paths += 1
+        else:
+            images += missing // size_of_image
