@@ -103,17 +103,13 @@ class DirectXmlReader {
     if (!accept(text)) give_up();
   }
 
-  std::string_view take(std::size_t size) {
-    const std::string_view taken = rest_.substr(0, size);
-    rest_.remove_prefix(size);
-    return taken;
-  }
-
   /// The source before the next `end`.
   std::string_view take_until(char end) {
     const std::size_t size = rest_.find(end);
     if (size == rest_.npos) give_up();
-    return take(size);
+    const std::string_view taken = rest_.substr(0, size);
+    rest_.remove_prefix(size);
+    return taken;
   }
 
   void skip_space() {
