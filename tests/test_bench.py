@@ -39,7 +39,7 @@ class BenchTest(CasesTest):
         *_, results, counts = stdout.rstrip("\n").split("\n\n")
         return dict(line.split("  ", 1) for line in results.splitlines()), counts, stderr
 
-    def stand_in(self, script) -> pathlib.Path:
+    def make_tool(self, script) -> pathlib.Path:
         """Creates a tool that runs this script."""
         tool = self.directory / "tool"
         tool.write_text(f"#!/usr/bin/env bash\n{script}\n")
@@ -119,7 +119,7 @@ class BenchTest(CasesTest):
     def test_signals_end_all_tools(self):
         """Also a tool that ignores signals; and SIGKILL, which the program can't handle."""
         deaf = f"""trap '' TERM INT HUP; echo >"$0.deaf"; exec sleep {PATIENCE}"""
-        tool = self.stand_in(f"""[[ "$*" = *{ODD}* ]] && {{ {deaf}; }}\nexec "{PROGRAM}" "$@\"""")
+        tool = self.make_tool(f"""[[ "$*" = *{ODD}* ]] && {{ {deaf}; }}\nexec "{PROGRAM}" "$@\"""")
         for number in (signal.SIGHUP, signal.SIGTERM, signal.SIGKILL):
             bench = self.start_bench(ENDLESS, ODD, FAILING, "--at-once", "2", tool=tool)
             while "40 %" not in bench.stdout.readline():
@@ -144,9 +144,9 @@ class BenchTest(CasesTest):
             "exit 3": r"the tool ended without a result \(exit status 3\)",
             f'echo "{unreadable}" >&"${{@: -1}}"': r"the last message can't be read \(Attr.*\); .*",
         }.items():
-            results, *_ = self.finish(self.start_bench(PRESENT, tool=self.stand_in(script)), 1)
+            results, *_ = self.finish(self.start_bench(PRESENT, tool=self.make_tool(script)), 1)
             self.assertRegex(results[PRESENT], f"^FAILED: {failure}$")
-        tool = self.stand_in(f'echo "{unreadable}" >&"${{@: -1}}"\nexec "{PROGRAM}" "$@"')
+        tool = self.make_tool(f'echo "{unreadable}" >&"${{@: -1}}"\nexec "{PROGRAM}" "$@"')
         results, *_ = self.finish(self.start_bench(PRESENT, tool=tool), 0)
         self.assertEqual(results, {PRESENT: "restored"})
         results, counts, _ = self.finish(self.start_bench(PRESENT, tool="/nowhere/tool"), 2)
@@ -158,7 +158,7 @@ class BenchTest(CasesTest):
         script = (
             'case $1 in --list-devices) cat "$0.list" >&"${@: -1}"; exec cp "$0.list" seen;; esac'
         )
-        tool = self.stand_in(f'{script}\necho "$*" >>"$0.begun"\nexec "{PROGRAM}" "$@"')
+        tool = self.make_tool(f'{script}\necho "$*" >>"$0.begun"\nexec "{PROGRAM}" "$@"')
         listed = self.directory / "tool.list"
 
         def attach(*ecids):

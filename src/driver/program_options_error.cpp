@@ -31,12 +31,11 @@ std::string text_of(std::exception& exception) {
       return entry.second.find(character) != std::string::npos;
     });
   };
-  char percent_stand_in = '\x01';
-  while (percent_stand_in < '\x1f' && is_used(percent_stand_in)) ++percent_stand_in;
-  for (auto& [placeholder, word] : words)
-    std::replace(word.begin(), word.end(), '%', percent_stand_in);
+  char replacement = '\x01';
+  while (replacement < '\x1f' && is_used(replacement)) ++replacement;
+  for (auto& [placeholder, word] : words) std::replace(word.begin(), word.end(), '%', replacement);
   std::string text = error->what();
-  std::replace(text.begin(), text.end(), percent_stand_in, '%');
+  std::replace(text.begin(), text.end(), replacement, '%');
   return text;
 }
 
