@@ -11,11 +11,11 @@ from usb.machine import EXIT_RECOVERY, INFO, UsbTest
 class DiscoveryTest(UsbTest):
     make_machine = Emulator
 
-    def test_lists_none_one_and_twelve(self):
+    def test_lists_none_one_and_fourteen(self):
         self.assert_listed()
         self.usb.add("1-1")
         self.assert_listed(ECID)
-        ecids = [f"{number * 0x1555555555555555:016X}" for number in range(11, 0, -1)]
+        ecids = [f"{number * 0x1111111111111111:016X}" for number in range(13, 0, -1)]
         for port, ecid in enumerate(ecids, start=2):
             self.usb.add(f"1-{port}", ("dfu", "recovery")[port % 2], ecid=ecid)
         self.assert_listed(*sorted([ECID, *ecids]))
