@@ -164,5 +164,7 @@ class VirtualBus:
         self.wait_for(port)
         (SYSFS / port / "power/autosuspend_delay_ms").write_text("0")
         (SYSFS / port / "power/control").write_text("auto")
-        hub = "usb" + port.partition("-")[0]  # suspends last, when it has handled all its events
-        wait_until(lambda: self.attribute(hub, "power/runtime_status") == "suspended")
+        wait_until(lambda: self.is_suspended(port))
+
+    def is_suspended(self, port) -> bool:
+        return self.attribute(port, "power/runtime_status") == "suspended"
