@@ -14,7 +14,7 @@ COMP_WORDS=("$@")
 COMP_CWORD=$(($# - 1))
 COMP_LINE="${COMP_WORDS[*]}" COMP_LINE=${COMP_LINE// = /=}
 COMP_POINT=${#COMP_LINE}
-[[ $(complete -p "$1") =~ -F\ ([^ ]+) ]]
+[[ $(complete -p "$1") =~ -F\\ ([^ ]+) ]]
 "${BASH_REMATCH[1]}" "$1"
 printf '%s\\n' "${COMPREPLY[@]}"
 """
