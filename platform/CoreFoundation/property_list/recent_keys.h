@@ -19,7 +19,7 @@ class RecentKeys {
   }
 
  private:
-  std::array<Owned<CFStringRef>, 64> keys_;
+  std::array<Owned<CFStringRef>, 128> keys_;
 };
 
 }  // namespace cf
